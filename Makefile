@@ -1,0 +1,93 @@
+# `make help` lists the targets. Each works from a bare checkout: what it stands on is set up first,
+# and again only when something it was made from has changed.
+
+.DEFAULT_GOAL := help
+.DELETE_ON_ERROR:
+SHELL := /bin/bash
+
+# PYTHON= names the Python 3.12 to make .venv with; one is looked for when it is not given.
+# What to test, and how: make test TESTS=tests/json PYTEST_ARGS='-k surrogate -x'
+TESTS ?= tests
+PYTEST_ARGS ?= --numprocesses auto --dist loadfile
+# What to time, and how: make bench BENCH_ARGS='--quick get_history'
+BENCH_ARGS ?=
+
+venv := .venv
+python := $(venv)/bin/python
+packages := $(venv)/.packages-stamp
+installed := $(venv)/.installed-stamp
+
+sources := $(shell find src tests/native -name '*.h' -o -name '*.cpp' 2>/dev/null)
+build_inputs := $(sources) $(shell find cmake stubs -type f) CMakeLists.txt pyproject.toml
+
+.PHONY: help
+help: ## list the targets
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-8s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+
+.PHONY: demo
+demo: build ## follow a few hundred recognised images through the store
+	$(python) examples/road_of_an_image.py
+
+.PHONY: test
+test: build ## run all tests (TESTS= picks some, PYTEST_ARGS= replaces pytest's options)
+	$(python) -m pytest $(PYTEST_ARGS) $(TESTS)
+
+.PHONY: lint
+lint: $(packages) ## check formats, compiler warnings, clang-tidy, ruff, mypy and pyright
+	$(venv)/bin/clang-format --dry-run --Werror $(sources)
+	$(venv)/bin/ruff format --check .
+	$(venv)/bin/ruff check .
+	$(python) -m mypy
+	$(python) -m pyright
+	tools/system_packages.sh
+	$(venv)/bin/cmake --preset lint --log-level=WARNING
+	$(venv)/bin/cmake --build --preset lint
+
+.PHONY: format
+format: $(packages) ## format the C++ and Python sources
+	$(venv)/bin/clang-format -i $(sources)
+	$(venv)/bin/ruff check --fix-only --select I .
+	$(venv)/bin/ruff format .
+
+.PHONY: asan tsan
+asan: build ## run all tests under AddressSanitizer and UndefinedBehaviorSanitizer
+tsan: build ## run all tests under ThreadSanitizer
+asan tsan:
+	$(venv)/bin/cmake --preset $@ --log-level=WARNING
+	$(venv)/bin/cmake --build --preset $@
+	tools/with_sanitizer.sh $@ $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
+
+.PHONY: bench
+bench: build ## time the store beside its peers
+	$(python) benchmarks/run.py $(BENCH_ARGS)
+
+.PHONY: build
+build: $(installed) ## set up .venv with the store and everything these targets need
+
+.PHONY: wheel
+wheel: $(packages) ## put the wheel for users into dist/
+	tools/system_packages.sh
+	$(python) -m pip wheel --quiet --no-build-isolation --no-deps --wheel-dir dist .
+
+.PHONY: clean
+clean: ## remove everything that make made
+	rm -rf $(venv) build dist .mypy_cache .pytest_cache .ruff_cache .hypothesis
+	find . -name __pycache__ -type d -prune -exec rm -rf {} +
+
+# Made again also when its interpreter has gone: a dangling link does not count as a file.
+$(packages): requirements-dev.txt $(if $(wildcard $(python)),,missing-python)
+	python=$$(tools/find_python.sh) && "$$python" -m venv $(venv)
+	$(python) -m pip install --quiet --disable-pip-version-check --requirement requirements-dev.txt
+	@touch $@
+
+.PHONY: missing-python
+missing-python:
+
+$(installed): $(packages) $(build_inputs)
+	tools/system_packages.sh
+	$(python) -m pip install --quiet --disable-pip-version-check \
+	  --no-build-isolation --no-deps --force-reinstall \
+	  --config-settings build-dir=build/development \
+	  --config-settings install.strip=false \
+	  --config-settings cmake.define.ZENTROPE_ANPR_TEST_MODULES=ON .
+	@touch $@
