@@ -1,0 +1,69 @@
+#include "python/lock_turn.h"
+
+#include <Python.h>
+
+#include <chrono>
+
+#include "python/calls.h"
+
+namespace python {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constinit PyObject* get_switch_interval = nullptr;
+
+struct Turn {
+  Clock::time_point end;
+  Clock::duration length = std::chrono::milliseconds(5);
+  int entries = 0;
+};
+
+constinit thread_local Turn turn;
+
+// Asked anew for every turn, since a program may change it; when the answer is unusable the last
+// one holds.
+void ask_interval() noexcept {
+  if (get_switch_interval == nullptr) return;
+  PyObject* const pending = PyErr_GetRaisedException();
+  PyObject* const seconds = PyObject_CallNoArgs(get_switch_interval);
+  if (seconds != nullptr) {
+    turn.length = std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(PyFloat_AsDouble(seconds)));
+    Py_DECREF(seconds);
+  }
+  PyErr_SetRaisedException(pending);
+}
+
+}  // namespace
+
+LockTurn::Entry::Entry() noexcept {
+  if (turn.entries++ > 0) return;
+  ask_interval();
+  begin();
+}
+
+LockTurn::Entry::~Entry() { --turn.entries; }
+
+void LockTurn::begin() noexcept { turn.end = Clock::now() + turn.length; }
+
+bool LockTurn::used_up() noexcept { return Clock::now() >= turn.end; }
+
+void LockTurn::offer() {
+  if (!used_up()) return;
+  in_interpreter([] {
+    PyThreadState* const thread = PyEval_SaveThread();
+    PyEval_RestoreThread(thread);
+  });
+  begin();
+  check_signals();
+}
+
+void LockTurn::read_interval_from_sys() {
+  PyObject* const function = PySys_GetObject("getswitchinterval");
+  if (function == nullptr || PyCFunction_Check(function) == 0) return;
+  Py_XSETREF(get_switch_interval, Py_NewRef(function));
+}
+
+}  // namespace python

@@ -1,0 +1,36 @@
+// How long this thread has had the interpreter lock, and offering it to the others when that is
+// long enough.
+#pragma once
+
+namespace python {
+
+// A turn lasts as long as Python code may keep the lock: the interpreter's switch interval. It is
+// counted per thread from the moment when our code was entered or took the lock back, across engine
+// calls and the making of objects.
+class LockTurn {
+ public:
+  // Stands at every entry from Python that may work for long; the outermost one begins a turn.
+  class Entry {
+   public:
+    Entry() noexcept;
+    ~Entry();
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+  };
+
+  // Called after this thread took the lock.
+  static void begin() noexcept;
+
+  // True when the turn is over. Needs no lock.
+  static bool used_up() noexcept;
+
+  // Lets other threads run if the turn is over, then looks at pending signals; throws what a
+  // signal's handler raised. Any Python code may have run when it returns, so call it with complete
+  // state in hand.
+  static void offer();
+
+  // Names the function that tells the interpreter's switch interval; called once, at import.
+  static void read_interval_from_sys();
+};
+
+}  // namespace python

@@ -1,0 +1,44 @@
+#include "python/namespace.h"
+
+#include "python/calls.h"
+
+namespace python {
+
+namespace {
+
+constinit PyObject* names_of_module = nullptr;
+
+}  // namespace
+
+PyObject* module_namespace() noexcept { return names_of_module; }
+
+void set_module_namespace(PyObject* names) noexcept {
+  Py_XSETREF(names_of_module, Py_XNewRef(names));
+}
+
+Object global(const Name& name) {
+  PyObject* found = PyDict_GetItemWithError(names_of_module, name.get());
+  if (found == nullptr && PyErr_Occurred() == nullptr) {
+    found = PyDict_GetItemWithError(PyEval_GetBuiltins(), name.get());
+  }
+  if (found == nullptr) {
+    if (PyErr_Occurred() != nullptr) throw PythonError{};
+    raise_formatted(PyExc_NameError, "name '%U' is not defined", name.get());
+  }
+  return Object::share(found);
+}
+
+bool caught_by(const Name& module, const Name& error) {
+  Object pending = Object::take(PyErr_GetRaisedException());
+  Object filter;
+  try {
+    filter = attribute(global(module).get(), error);
+  } catch (const PythonError&) {
+    add_context(pending.release());
+    throw;
+  }
+  PyErr_SetRaisedException(pending.release());
+  return pending_matches(filter.get());
+}
+
+}  // namespace python

@@ -1,0 +1,36 @@
+// Python types whose instances hold C++ members.
+#pragma once
+
+#include <Python.h>
+
+#include <new>
+#include <type_traits>
+
+#include "python/errors.h"
+
+namespace python {
+
+// `Instance` is a struct that begins with PyObject_HEAD; its other members are constructed here and
+// destroyed by `free_instance`.
+template <typename Instance>
+Instance& make_instance(PyTypeObject* type) {
+  static_assert(std::is_nothrow_default_constructible_v<Instance>);
+  PyObject* const memory = type->tp_alloc(type, 0);
+  if (memory == nullptr) throw PythonError{};
+  // The head is Python's, and constructing the members clears it.
+  const PyObject head = *memory;
+  auto* const instance = new (memory) Instance();
+  *memory = head;
+  return *instance;
+}
+
+// Ends an instance of a heap type: its members, its memory, and its reference to its type.
+template <typename Instance>
+void free_instance(PyObject* self) noexcept {
+  PyTypeObject* const type = Py_TYPE(self);
+  reinterpret_cast<Instance*>(self)->~Instance();
+  type->tp_free(self);
+  Py_DECREF(type);
+}
+
+}  // namespace python

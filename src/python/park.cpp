@@ -1,0 +1,11 @@
+#include "python/park.h"
+
+#include <unistd.h>
+
+namespace python {
+
+void park() noexcept {
+  while (true) pause();
+}
+
+}  // namespace python

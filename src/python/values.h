@@ -1,0 +1,36 @@
+// Python values made from C++ ones.
+#pragma once
+
+#include <Python.h>
+
+#include <string_view>
+
+#include "python/calls.h"
+#include "python/object.h"
+
+namespace python {
+
+inline Object none() { return Object::share(Py_None); }
+inline Object boolean(bool value) { return Object::share(value ? Py_True : Py_False); }
+inline Object integer(long long value) { return Object::take(PyLong_FromLongLong(value)); }
+
+// UTF-8 in; throws UnicodeDecodeError if it is not.
+inline Object text(std::string_view utf8) {
+  return Object::take(
+      PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size())));
+}
+
+// (items...)
+template <typename... Items>
+Object tuple(const Items&... items) {
+  return Object::take(
+      PyTuple_Pack(static_cast<Py_ssize_t>(sizeof...(items)), detail::pointer(items)...));
+}
+
+// A new empty list, and list.append(item).
+inline Object list() { return Object::take(PyList_New(0)); }
+inline void append(const Object& list, const Object& item) {
+  check(PyList_Append(list.get(), item.get()));
+}
+
+}  // namespace python
