@@ -1,0 +1,74 @@
+#include "sqlite/database.h"
+
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+#include "sqlite/call_watch.h"
+#include "sqlite/file_layer.h"
+
+namespace sqlite {
+
+namespace {
+
+constexpr int kOpenFlags =
+    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+
+// Virtual-machine instructions between two ticks of a statement that reads and writes nothing.
+constexpr int kStepsPerTick = 1000;
+
+int tick_of_statement(void*) noexcept {
+  if (CallWatch* const watch = CallWatch::current()) watch->tick();
+  return 0;
+}
+
+// SQLite may be built to read names that begin so as URIs.
+std::string plain_file_name(const char* path) {
+  const bool reads_as_uri = std::strncmp(path, "file:", 5) == 0;
+  return reads_as_uri ? std::string("./") + path : std::string(path);
+}
+
+}  // namespace
+
+bool is_this_process(pid_t opened_in) noexcept { return getpid() == opened_in; }
+
+void Database::Close::operator()(sqlite3* handle) const noexcept {
+  if (is_this_process(opened_in)) sqlite3_close_v2(handle);
+}
+
+Database::Database(const char* path, int busy_timeout_ms) {
+  const std::string name = plain_file_name(path);
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2(name.c_str(), &opened, kOpenFlags, file_layer_over_default_vfs());
+  handle_ = {opened, Close{getpid()}};
+  if (code != SQLITE_OK) throw Error::latest(opened);
+  sqlite3_busy_timeout(opened, busy_timeout_ms);
+  sqlite3_progress_handler(opened, kStepsPerTick, tick_of_statement, nullptr);
+}
+
+void Database::run(const char* sql) {
+  sqlite3_stmt* statement = nullptr;
+  int code = sqlite3_prepare_v2(handle(), sql, -1, &statement, nullptr);
+  if (code == SQLITE_OK) {
+    sqlite3_step(statement);
+    code = sqlite3_finalize(statement);  // repeats the code of a failed step
+  }
+  if (code != SQLITE_OK) throw Error::latest(handle());
+}
+
+void Database::run_script(const char* sql) {
+  while (*sql != '\0') {
+    sqlite3_stmt* statement = nullptr;
+    int code = sqlite3_prepare_v2(handle(), sql, -1, &statement, &sql);
+    if (code == SQLITE_OK) {
+      do {
+        code = sqlite3_step(statement);
+      } while (code == SQLITE_ROW);
+      code = sqlite3_finalize(statement);
+    }
+    if (code != SQLITE_OK) throw Error::latest(handle());
+  }
+}
+
+}  // namespace sqlite

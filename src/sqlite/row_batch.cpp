@@ -1,0 +1,67 @@
+#include "sqlite/row_batch.h"
+
+namespace sqlite {
+
+void RowBatch::append(const Statement& statement) {
+  const std::size_t cells = cells_.size();
+  const std::size_t bytes = bytes_.size();
+  try {
+    copy_row(statement.handle());
+  } catch (...) {
+    // Out of memory: no half row stays.
+    cells_.resize(cells);
+    bytes_.resize(bytes);
+    throw;
+  }
+}
+
+void RowBatch::copy_row(sqlite3_stmt* row) {
+  columns_ = static_cast<std::size_t>(sqlite3_data_count(row));
+  const auto keep = [&](Cell& cell, const void* start, int column) {
+    if (start == nullptr && sqlite3_errcode(sqlite3_db_handle(row)) == SQLITE_NOMEM) {
+      throw Error(SQLITE_NOMEM, sqlite3_errstr(SQLITE_NOMEM));
+    }
+    cell.offset = bytes_.size();
+    cell.size = sqlite3_column_bytes(row, column);
+    const char* const first = static_cast<const char*>(start);
+    if (cell.size > 0) bytes_.insert(bytes_.end(), first, first + cell.size);
+  };
+  for (int column = 0; column < static_cast<int>(columns_); ++column) {
+    Cell cell{sqlite3_column_type(row, column), 0, {0}};
+    switch (cell.type) {
+      case SQLITE_INTEGER:
+        cell.integer = sqlite3_column_int64(row, column);
+        break;
+      case SQLITE_FLOAT:
+        cell.real = sqlite3_column_double(row, column);
+        break;
+      case SQLITE_TEXT:
+        keep(cell, sqlite3_column_text(row, column), column);
+        break;
+      case SQLITE_BLOB:
+        keep(cell, sqlite3_column_blob(row, column), column);
+        break;
+      default:
+        break;
+    }
+    cells_.push_back(cell);
+  }
+}
+
+Value RowBatch::value(std::size_t row, std::size_t column) const noexcept {
+  const Cell& cell = cells_[row * columns_ + column];
+  Value value{cell.type, 0, 0.0, {}};
+  if (cell.type == SQLITE_INTEGER) value.integer = cell.integer;
+  if (cell.type == SQLITE_FLOAT) value.real = cell.real;
+  if (cell.type == SQLITE_TEXT || cell.type == SQLITE_BLOB) {
+    value.bytes = {bytes_.data() + cell.offset, static_cast<std::size_t>(cell.size)};
+  }
+  return value;
+}
+
+void RowBatch::clear() noexcept {
+  cells_.clear();
+  bytes_.clear();
+}
+
+}  // namespace sqlite
