@@ -1,0 +1,157 @@
+#include "store/cursor_rows.h"
+
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "python/calls.h"
+#include "python/values.h"
+#include "store/connection_call.h"
+#include "store/guarded.h"
+#include "store/row.h"
+#include "store/standard_sqlite3.h"
+
+namespace store {
+
+namespace {
+
+using python::Object;
+using sqlite::Statement;
+
+// Enough for a hundred rows, and small enough that the copies stay in the processor's cache and in
+// memory that the allocator has at hand.
+constexpr std::size_t kBatchBytes = 1 << 16;
+
+// Offering the interpreter lock looks at the clock; a few rows take a microsecond each.
+constexpr std::size_t kRowsPerOffer = 16;
+
+bool rows_need_python_code(const Cursor& cursor) {
+  const Object& factory = cursor.row_factory;
+  return factory && !factory.is(Py_None) && !factory.is(standard_sqlite3().row);
+}
+
+// Copies up to `wanted` rows into the empty batch and leaves the statement on the row behind them.
+void fill_batch(Cursor& cursor, std::size_t wanted) {
+  const ConnectionCall call(cursor.connected());
+  Statement& statement = *cursor.statement;
+  try {
+    while (cursor.on_row && cursor.batch.rows() < wanted && cursor.batch.size() < kBatchBytes) {
+      cursor.batch.append(statement);
+      cursor.on_row = statement.step() == Statement::Step::kRow;
+    }
+  } catch (const sqlite::Error& error) {
+    cursor.on_row = false;
+    // Raised in the place of the row before it, as if each row were stepped by itself.
+    if (cursor.batch.rows() == 0) throw;
+    cursor.failure = error;
+  }
+  if (!cursor.on_row && !cursor.failure && statement.changes_rows()) {
+    cursor.rowcount = cursor.connected().database->changes();
+  }
+}
+
+void fill_or_forget(Cursor& cursor, std::size_t wanted) {
+  try {
+    fill_batch(cursor, wanted);
+  } catch (...) {
+    raise_current_exception();
+    forget_rows(cursor);
+    throw python::PythonError{};
+  }
+}
+
+[[noreturn]] void raise_not_utf8(const char* column, const char* text) {
+  std::array<char, 200> message;
+  PyOS_snprintf(message.data(), message.size() - 1,
+                "Could not decode to UTF-8 column '%s' with text '%s'", column, text);
+  const Object shown = Object::take(PyUnicode_DecodeASCII(
+      message.data(), static_cast<Py_ssize_t>(std::strlen(message.data())), "replace"));
+  PyErr_SetObject(standard_sqlite3().operational_error, shown.get());
+  throw python::PythonError{};
+}
+
+Object text_value(const Cursor& cursor, std::size_t column, std::string_view utf8) {
+  PyObject* const made =
+      PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size()));
+  if (made == nullptr && python::pending_is(PyExc_UnicodeDecodeError)) {
+    PyErr_Clear();
+    PyObject* const names = RowShape::of(cursor.shape.get()).names.get();
+    const Object name = Object::share(PyTuple_GET_ITEM(names, static_cast<Py_ssize_t>(column)));
+    raise_not_utf8(PyUnicode_AsUTF8(name.get()), std::string(utf8).c_str());
+  }
+  return Object::take(made);
+}
+
+Object value(const Cursor& cursor, std::size_t column) {
+  const sqlite::Value found = cursor.batch.value(cursor.next_in_batch, column);
+  switch (found.type) {
+    case SQLITE_INTEGER:
+      return python::integer(found.integer);
+    case SQLITE_FLOAT:
+      return Object::take(PyFloat_FromDouble(found.real));
+    case SQLITE_TEXT:
+      return text_value(cursor, column, found.bytes);
+    case SQLITE_BLOB:
+      return Object::take(PyBytes_FromStringAndSize(found.bytes.data(),
+                                                    static_cast<Py_ssize_t>(found.bytes.size())));
+    default:
+      return python::none();
+  }
+}
+
+// The batch's next row as a tuple. If it cannot be made, it stays the next one.
+Object take_values(Cursor& cursor) {
+  const std::size_t columns = cursor.batch.columns();
+  Object values = Object::take(PyTuple_New(static_cast<Py_ssize_t>(columns)));
+  for (std::size_t column = 0; column < columns; ++column) {
+    PyTuple_SET_ITEM(values.get(), static_cast<Py_ssize_t>(column),
+                     value(cursor, column).release());
+  }
+  // Texts, numbers and bytes only: no cycle goes through it.
+  PyObject_GC_UnTrack(values.get());
+  ++cursor.next_in_batch;
+  return values;
+}
+
+void end_batch(Cursor& cursor) {
+  cursor.batch.clear();
+  cursor.next_in_batch = 0;
+  if (cursor.on_row) return;
+  const std::optional<sqlite::Error> failure = std::move(cursor.failure);
+  forget_rows(cursor);
+  if (failure) throw *failure;
+}
+
+Object made_row(Cursor& cursor, Object values) {
+  const Object factory = cursor.row_factory;
+  if (!factory || factory.is(Py_None)) return values;
+  if (factory.is(standard_sqlite3().row)) return make_row(cursor.shape, std::move(values));
+  return python::call(factory.get(), cursor.object(), values);
+}
+
+}  // namespace
+
+python::Object next_row(Cursor& cursor, std::size_t wanted) {
+  check_usable(cursor);
+  if (cursor.next_in_batch == cursor.batch.rows()) {
+    if (!cursor.on_row) return {};
+    fill_or_forget(cursor, rows_need_python_code(cursor) ? 1 : wanted);
+  }
+  Object values = take_values(cursor);
+  if (cursor.next_in_batch == cursor.batch.rows()) end_batch(cursor);
+  return made_row(cursor, std::move(values));
+}
+
+python::Object fetch(Cursor& cursor, std::size_t most) {
+  const python::LockTurn::Entry entry;
+  Object rows = python::list();
+  for (std::size_t count = 0; count < most; ++count) {
+    const Object row = next_row(cursor, most - count);
+    if (!row) break;
+    python::append(rows, row);
+    if (count % kRowsPerOffer == kRowsPerOffer - 1) python::LockTurn::offer();
+  }
+  return rows;
+}
+
+}  // namespace store

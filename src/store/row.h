@@ -1,0 +1,29 @@
+// One row of a result: a tuple that can also be read by column name. To Python code it behaves as a
+// sqlite3.Row does.
+#pragma once
+
+#include <Python.h>
+
+#include "python/object.h"
+#include "store/row_shape.h"
+
+namespace store {
+
+struct Row {
+  PyObject_HEAD python::Object shape;  // of all rows of the result; null for a row made by hand
+                                       // from a cursor without columns
+  python::Object values;               // a tuple
+
+  static Row& of(PyObject* self) noexcept { return *reinterpret_cast<Row*>(self); }
+};
+
+// Makes the type; called once, at import.
+void make_row_type();
+
+// A row of values that came from the engine.
+python::Object make_row(const python::Object& shape, python::Object values);
+
+// True for our own rows, subclasses left out.
+bool is_row(PyObject* object) noexcept;
+
+}  // namespace store

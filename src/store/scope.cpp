@@ -1,0 +1,114 @@
+#include "store/scope.h"
+
+#include "python/traceback.h"
+#include "store/guarded.h"
+
+namespace store {
+
+namespace {
+
+using python::Object;
+
+constinit python::Name kGetConn{"_get_conn"};
+constinit python::Name kEnter{"__enter__"};
+constinit python::Name kExit{"__exit__"};
+constinit python::Name kExecute{"execute"};
+constinit python::Name kCommit{"commit"};
+constinit python::Name kFetchone{"fetchone"};
+constinit python::Name kFetchall{"fetchall"};
+constinit python::Name kLastrowid{"lastrowid"};
+constinit python::Name kRowcount{"rowcount"};
+
+// Entering comes first, as in Python: a manager that lacks both is refused for that.
+Object entry_method(const Object& manager) {
+  Object method = python::special_method(manager.get(), kEnter);
+  if (!method) {
+    python::raise_formatted(PyExc_TypeError,
+                            "'%.200s' object does not support the context manager protocol",
+                            Py_TYPE(manager.get())->tp_name);
+  }
+  return method;
+}
+
+Object exit_method(const Object& manager) {
+  Object method = python::special_method(manager.get(), kExit);
+  if (!method) {
+    python::raise_formatted(
+        PyExc_TypeError,
+        "'%.200s' object does not support the context manager protocol (missed __exit__ method)",
+        Py_TYPE(manager.get())->tp_name);
+  }
+  return method;
+}
+
+// The error that sys.exc_info() tells while __exit__ runs, so that errors raised there are chained
+// to it.
+class HandledError {
+ public:
+  explicit HandledError(const Object& error)
+      : outer_(Object::take_if_any(PyErr_GetHandledException())) {
+    PyErr_SetHandledException(error.get());
+  }
+  ~HandledError() { PyErr_SetHandledException(outer_.get()); }
+  HandledError(const HandledError&) = delete;
+  HandledError& operator=(const HandledError&) = delete;
+
+ private:
+  Object outer_;
+};
+
+}  // namespace
+
+python::Object ScopeConnection::execute(const char* sql) const {
+  return python::call_method(connection_.get(), kExecute, python::text(sql));
+}
+
+python::Object ScopeConnection::execute(const char* sql, const python::Object& parameters) const {
+  return execute(python::text(sql), parameters);
+}
+
+python::Object ScopeConnection::execute(const python::Object& sql,
+                                        const python::Object& parameters) const {
+  return python::call_method(connection_.get(), kExecute, sql, parameters);
+}
+
+void ScopeConnection::commit() const { python::call_method(connection_.get(), kCommit); }
+
+python::Object fetchone(const python::Object& cursor) {
+  return python::call_method(cursor.get(), kFetchone);
+}
+python::Object fetchall(const python::Object& cursor) {
+  return python::call_method(cursor.get(), kFetchall);
+}
+python::Object lastrowid(const python::Object& cursor) {
+  return python::attribute(cursor.get(), kLastrowid);
+}
+python::Object rowcount(const python::Object& cursor) {
+  return python::attribute(cursor.get(), kRowcount);
+}
+
+Scope::Scope(PyObject* self) : Scope(python::call_method(self, kGetConn)) {}
+
+Scope::Scope(const python::Object& manager) : connection_(Object()) {
+  const Object enter = entry_method(manager);
+  exit_ = exit_method(manager);
+  connection_ = ScopeConnection(python::call(enter.get()));
+}
+
+void Scope::leave() const { python::call(exit_.get(), Py_None, Py_None, Py_None); }
+
+void Scope::leave_with_error() const {
+  raise_current_exception();
+  if (python::TracedCall* const operation = python::TracedCall::current()) operation->record();
+  Object error = Object::take(PyErr_GetRaisedException());
+  const Object traceback = Object::take_if_any(PyException_GetTraceback(error.get()));
+  {
+    const HandledError handled(error);
+    PyObject* const type = reinterpret_cast<PyObject*>(Py_TYPE(error.get()));
+    python::call(exit_.get(), type, error, traceback ? traceback.get() : Py_None);
+  }
+  PyErr_SetRaisedException(error.release());
+  throw python::PythonError{};
+}
+
+}  // namespace store

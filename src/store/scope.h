@@ -1,0 +1,73 @@
+// The connection scope: the one road of every operation to the database.
+#pragma once
+
+#include <Python.h>
+
+#include "python/calls.h"
+#include "python/object.h"
+#include "python/values.h"
+
+namespace store {
+
+// What an operation does with the connection that it was given: our own, or whatever somebody's
+// `_get_conn` returned. Only the methods that stand here are ever called on it and its cursors.
+class ScopeConnection {
+ public:
+  explicit ScopeConnection(python::Object connection) : connection_(std::move(connection)) {}
+
+  // Runs one statement; the cursor it gave.
+  python::Object execute(const char* sql) const;
+  python::Object execute(const char* sql, const python::Object& parameters) const;
+  python::Object execute(const python::Object& sql, const python::Object& parameters) const;
+  void commit() const;
+
+ private:
+  python::Object connection_;
+};
+
+python::Object fetchone(const python::Object& cursor);
+python::Object fetchall(const python::Object& cursor);
+python::Object lastrowid(const python::Object& cursor);
+python::Object rowcount(const python::Object& cursor);
+
+// `with self._get_conn() as connection:`, with one difference: an error of the block reaches the
+// caller whatever __exit__ returns. What the connection is dropped with is this object, so an
+// operation holds it to its end.
+class Scope {
+ public:
+  explicit Scope(PyObject* self);
+
+  // Runs `body` with the connection and leaves the scope: __exit__ commits, or gets the error and
+  // rolls back.
+  template <typename Body>
+  python::Object run(Body body) {
+    python::Object result;
+    try {
+      result = body(connection_);
+    } catch (...) {
+      leave_with_error();
+    }
+    leave();
+    return result;
+  }
+
+ private:
+  explicit Scope(const python::Object& manager);
+
+  void leave() const;
+  // Makes the C++ exception that is being handled the pending error, shows it to __exit__, and
+  // throws it.
+  [[noreturn]] void leave_with_error() const;
+
+  python::Object exit_;
+  ScopeConnection connection_;
+};
+
+// The scope of an operation that does all its work in it.
+template <typename Body>
+python::Object in_scope(PyObject* self, Body body) {
+  Scope scope(self);
+  return scope.run(body);
+}
+
+}  // namespace store
