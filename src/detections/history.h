@@ -1,0 +1,15 @@
+// Reading detections back: the newest ones by page, and one by its id.
+#pragma once
+
+#include <Python.h>
+
+#include "python/arguments.h"
+#include "python/object.h"
+
+namespace detections {
+
+// The operations of the class with these names; binding/ says what each takes and gives.
+python::Object get_history(PyObject* self, const python::Arguments& given);
+python::Object get_detection(PyObject* self, const python::Arguments& given);
+
+}  // namespace detections

@@ -1,0 +1,58 @@
+#include "detections/query.h"
+
+#include "python/calls.h"
+#include "python/values.h"
+#include "store/row_conversion.h"
+
+namespace detections {
+
+namespace {
+
+constexpr char kSelect[] = "SELECT * FROM detections";
+constexpr char kWhere[] = " WHERE ";
+constexpr char kAnd[] = " AND ";
+constexpr char kPage[] = " ORDER BY timestamp DESC LIMIT ? OFFSET ?";
+
+void add(const python::Object& parameters, PyObject* value) {
+  python::check(PyList_Append(parameters.get(), value));
+}
+
+}  // namespace
+
+PageQuery::PageQuery() : sql_(kSelect), joiner_(kWhere), parameters_(python::list()) {}
+
+void PageQuery::require(const char* condition) {
+  sql_ += joiner_;
+  sql_ += condition;
+  joiner_ = kAnd;
+}
+
+void PageQuery::require(const char* condition, PyObject* value) {
+  require(condition);
+  add(parameters_, value);
+}
+
+void PageQuery::require_if_given(const char* condition, PyObject* value) {
+  if (python::truth(value)) require(condition, value);
+}
+
+void PageQuery::require_dates(PyObject* date_from, PyObject* date_to) {
+  require_if_given("timestamp >= ?", date_from);
+  require_if_given("timestamp <= ?", date_to);
+}
+
+void PageQuery::page(PyObject* limit, PyObject* offset) {
+  sql_ += kPage;
+  add(parameters_, limit);
+  add(parameters_, offset);
+}
+
+python::Object fetch_records(PyObject* self, const PageQuery& query) {
+  const python::Object sql = python::text(query.sql());
+  return store::in_scope(self, [&](const store::ScopeConnection& connection) {
+    const python::Object rows = store::fetchall(connection.execute(sql, query.parameters()));
+    return store::records(self, rows);
+  });
+}
+
+}  // namespace detections
