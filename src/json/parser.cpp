@@ -53,15 +53,24 @@ Py_UCS4 simple_escape(Py_UCS4 character) noexcept {
 template <typename Char>
 Object Parser<Char>::read_document() {
   skip_white_space();
-  Object value = read_value();
+  Object value = read_only_value();
   skip_white_space();
   if (!at_end()) fail("Extra data", at_);
   return value;
 }
 
 template <typename Char>
+Object Parser<Char>::read_only_value() {
+  try {
+    return read_value();
+  } catch (const NoValue& missing) {
+    fail("Expecting value", missing.where);
+  }
+}
+
+template <typename Char>
 Object Parser<Char>::read_value() {
-  if (at_end()) fail("Expecting value", at_);
+  if (at_end()) expect_value(at_);
   switch (*at_) {
     case '"':
       ++at_;
@@ -114,7 +123,7 @@ Object Parser<Char>::read_number() {
   const Char* const start = at_;
   const Char* at = at_;
   if (*at == '-') ++at;
-  if (at == end_ || !is_digit(*at)) fail("Expecting value", start);
+  if (at == end_ || !is_digit(*at)) expect_value(start);
   // A leading zero stands alone.
   if (*at++ != '0') at = std::find_if_not(at, end_, is_digit<Char>);
   bool is_real = false;
@@ -278,6 +287,13 @@ Py_UCS4 Parser<Char>::read_code_unit(const Char* digits, const Char* error_at) c
     }
   }
   return unit;
+}
+
+template <typename Char>
+void Parser<Char>::expect_value(const Char* where) const {
+  // Python's reader tells this with a StopIteration, and to make one takes a level more.
+  const RecursionLevel level(" while calling a Python object");
+  throw NoValue{where};
 }
 
 template <typename Char>

@@ -25,7 +25,14 @@ class Parser {
   // The whole document: one value with white space around it.
   python::Object read_document();
 
+  // Where a value was expected and none began. Raised as an error only outside the nesting, where
+  // the interpreter's recursion limit leaves room to make it.
+  struct NoValue {
+    const Char* where;
+  };
+
  private:
+  python::Object read_only_value();
   python::Object read_value();
   python::Object read_word_or_number();
   python::Object read_number();
@@ -48,6 +55,7 @@ class Parser {
   // The end of the run of characters that need no attention within a string.
   const Char* plain_run_end(const Char* from) const noexcept;
   python::Object text_of(const Char* from, const Char* to) const;
+  [[noreturn]] void expect_value(const Char* where) const;
   [[noreturn]] void fail(const char* message, const Char* where) const;
 
   PyObject* document_;

@@ -8,6 +8,17 @@ namespace {
 
 constinit PyObject* names_of_module = nullptr;
 
+constinit Name kName{"name"};
+
+// With the name as the error's attribute, from which tracebacks make suggestions.
+[[noreturn]] void raise_undefined(const Name& name) {
+  const Object message = Object::take(PyUnicode_FromFormat("name '%U' is not defined", name.get()));
+  const Object error = call(PyExc_NameError, message);
+  set_attribute(error.get(), kName, name.get());
+  PyErr_SetObject(PyExc_NameError, error.get());
+  throw PythonError{};
+}
+
 }  // namespace
 
 PyObject* module_namespace() noexcept { return names_of_module; }
@@ -23,7 +34,7 @@ Object global(const Name& name) {
   }
   if (found == nullptr) {
     if (PyErr_Occurred() != nullptr) throw PythonError{};
-    raise_formatted(PyExc_NameError, "name '%U' is not defined", name.get());
+    raise_undefined(name);
   }
   return Object::share(found);
 }

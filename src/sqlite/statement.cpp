@@ -41,8 +41,13 @@ Statement::Step Statement::step() {
   if (empty()) return Step::kNothingToRun;
   const int code = sqlite3_step(handle());
   if (code == SQLITE_ROW) return Step::kRow;
-  if (code == SQLITE_DONE) return Step::kDone;
-  throw Error::latest(database());
+  if (code == SQLITE_DONE) {
+    reset();
+    return Step::kDone;
+  }
+  Error failure = Error::latest(database());
+  reset();
+  throw failure;
 }
 
 void Statement::check(int code) const {

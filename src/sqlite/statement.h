@@ -51,6 +51,7 @@ class Statement {
   void bind_blob(int position, const void* bytes, std::size_t size);
 
   enum class Step { kRow, kDone, kNothingToRun };
+  // A statement that has ended or failed is reset, so that it can be bound and run again.
   Step step();
 
   // Makes it ready to run again. A failed step's error was thrown by step(), so none comes from

@@ -92,7 +92,8 @@ std::shared_ptr<sqlite::Statement> prepare(Connection& connection, PyObject* sql
   connection.leftovers.reserve(connection.shares + 1);
   const std::string_view text = python::utf8_of(sql);
   std::shared_ptr<sqlite::Statement> kept = connection.statements.find(text);
-  if (kept && !kept->busy()) {
+  // Shared by the cache and this function alone: no cursor runs it, or is binding values to it.
+  if (kept && kept.use_count() == 2) {
     ++connection.shares;
     return kept;
   }

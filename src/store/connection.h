@@ -53,7 +53,7 @@ void check_open(const Connection& connection);
 void commit(Connection& connection);
 void rollback(Connection& connection);
 
-// A share of the prepared statement for an SQL text: of one kept from before, if it is not running.
+// A share of the prepared statement for an SQL text: of one kept from before, if no cursor has it.
 // Give it back to `discard`.
 std::shared_ptr<sqlite::Statement> prepare(Connection& connection, PyObject* sql);
 

@@ -43,9 +43,8 @@ Statement& change_statement(Cursor& cursor, PyObject* sql) {
 Statement::Step step(Cursor& cursor) {
   const ConnectionCall call(cursor.connected());
   const Statement::Step result = cursor.statement->step();
-  if (result == Statement::Step::kDone) {
-    if (cursor.statement->changes_rows()) cursor.rowcount += cursor.connected().database->changes();
-    cursor.statement->reset();
+  if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
+    cursor.rowcount += cursor.connected().database->changes();
   }
   return result;
 }
@@ -59,6 +58,8 @@ void describe(Cursor& cursor) {
 // Runs the statement once. Returns false if there was nothing to run.
 bool run(Cursor& cursor, PyObject* parameters) {
   bind_parameters(*cursor.statement, parameters);
+  // Python code that binding ran may have closed the connection.
+  check_open(cursor.connected());
   const Statement::Step result = step(cursor);
   if (result == Statement::Step::kNothingToRun) return false;
   describe(cursor);
@@ -69,7 +70,12 @@ bool run(Cursor& cursor, PyObject* parameters) {
 // Runs `body`, and if it throws leaves the cursor without statement and count.
 template <typename Body>
 void executing(Cursor& cursor, Body body) {
-  check_usable(cursor);
+  try {
+    check_usable(cursor);
+  } catch (const python::PythonError&) {
+    cursor.rowcount = -1;
+    throw;
+  }
   const python::LockTurn::Entry entry;
   const Locked locked(cursor);
   try {

@@ -1,6 +1,8 @@
 #include <Python.h>
 #include <structmember.h>
 
+#include <climits>
+
 #include "python/native_type.h"
 #include "python/positional.h"
 #include "python/values.h"
@@ -77,14 +79,27 @@ PyObject* fetchone_method(PyObject* self, PyObject*) {
   });
 }
 
+// As CPython converts to a C int: __index__ is asked, and what does not fit is refused.
+int int_of(PyObject* number) {
+  int overflow = 0;
+  const long value =
+      python::in_interpreter([&] { return PyLong_AsLongAndOverflow(number, &overflow); });
+  if (value == -1 && PyErr_Occurred() != nullptr) throw python::PythonError{};
+  if (overflow != 0 || value < INT_MIN || value > INT_MAX) {
+    python::raise(PyExc_OverflowError, "Python int too large to convert to C int");
+  }
+  return static_cast<int>(value);
+}
+
 PyObject* fetchmany_method(PyObject* self, PyObject* positional, PyObject* keywords) {
   return guarded<PyObject*>(nullptr, [&] {
     static const char* names[] = {"size", nullptr};
-    int size = Cursor::of(self).arraysize;
-    if (PyArg_ParseTupleAndKeywords(positional, keywords, "|i:fetchmany", const_cast<char**>(names),
-                                    &size) == 0) {
+    PyObject* given = nullptr;
+    if (PyArg_ParseTupleAndKeywords(positional, keywords, "|O:fetchmany", const_cast<char**>(names),
+                                    &given) == 0) {
       throw python::PythonError{};
     }
+    const int size = given == nullptr ? Cursor::of(self).arraysize : int_of(given);
     // No size that can be reached means no bound.
     return fetch(Cursor::of(self), size > 0 ? static_cast<std::size_t>(size) : kAllRows).release();
   });
