@@ -1,0 +1,87 @@
+"""Fixtures for every folder of tests."""
+
+from __future__ import annotations
+
+import importlib
+import os
+import shutil
+import sys
+from datetime import datetime
+from pathlib import Path
+
+import pytest
+from hypothesis import HealthCheck, settings
+
+TESTS = str(Path(__file__).resolve().parent)
+if TESTS not in sys.path:
+    # Last, so that no folder of tests stands before a module of that name.
+    sys.path.append(TESTS)
+pytest.register_assert_rewrite("support")
+
+from support.child import NATIVE, TWIN  # noqa: E402
+from support.clock import Clock  # noqa: E402
+from support.recording import recording_class  # noqa: E402
+
+# No deadline: the machine may be busy with other work. Fixtures are made for a whole test.
+_COMMON = settings(
+    deadline=None,
+    suppress_health_check=[HealthCheck.too_slow, HealthCheck.function_scoped_fixture],
+)
+settings.register_profile("fast", parent=_COMMON, max_examples=50)
+settings.register_profile("ci", parent=_COMMON, max_examples=100, derandomize=True)
+settings.register_profile("thorough", parent=_COMMON, max_examples=1000)
+settings.load_profile(
+    os.environ.get("HYPOTHESIS_PROFILE", "ci" if os.environ.get("CI") else "fast")
+)
+
+
+# A file system in memory, where there is a roomy one: the tests make thousands of databases, and
+# each waits for its disk many times.
+_MEMORY = Path("/dev/shm")
+if os.access(_MEMORY, os.W_OK) and shutil.disk_usage(_MEMORY).free > 2 * 1024**3:
+    os.environ.setdefault("PYTEST_DEBUG_TEMPROOT", str(_MEMORY))
+
+
+@pytest.fixture(scope="session")
+def native():
+    """The extension module, for what only an extension has."""
+    return importlib.import_module(NATIVE)
+
+
+@pytest.fixture(scope="session", params=[NATIVE, TWIN], ids=["native", "twin"])
+def store_module_name(request):
+    return request.param
+
+
+@pytest.fixture
+def store_module(store_module_name):
+    """Both implementations in turn: what holds for the store must hold for its oracle."""
+    return importlib.import_module(store_module_name)
+
+
+@pytest.fixture
+def db_path(tmp_path):
+    return tmp_path / "anpr.db"
+
+
+@pytest.fixture
+def store(store_module, db_path):
+    """A store on a new file."""
+    return store_module.ANPRDatabase(db_path)
+
+
+@pytest.fixture
+def clock(store_module, monkeypatch):
+    """The store's clock, standing still until the test sets it."""
+    replaced = Clock(datetime(2024, 5, 1, 14, 3, 27, 512034))
+    monkeypatch.setattr(store_module, "datetime", replaced.type)
+    return replaced
+
+
+@pytest.fixture
+def recorded(store_module, db_path):
+    """A store on a new file and the log of what its operations ask of their connections."""
+    log = []
+    recorded_store = recording_class(store_module.ANPRDatabase, log)(db_path)
+    log.clear()
+    return recorded_store, log

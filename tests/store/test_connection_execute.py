@@ -1,0 +1,236 @@
+"""Statements run by the connection's execute, executemany and executescript, beside Python's connection."""
+
+from __future__ import annotations
+
+import sqlite3
+from typing import Any
+
+import pytest
+from support.sql_cases import assert_alike
+
+SETUP = """
+CREATE TABLE t (id INTEGER PRIMARY KEY, name TEXT UNIQUE, n REAL NOT NULL DEFAULT 0, b BLOB);
+INSERT INTO t (id, name, n, b) VALUES (1, 'one', 1.5, x'00ff'), (2, 'two', 2, NULL), (3, 'three', 3, x'');
+"""
+
+# fmt: off
+STATEMENTS = (
+    "SELECT 1", "SELECT 1, 2.5, 'x', x'00', NULL", "SELECT * FROM t", "SELECT * FROM t WHERE 0",
+    "SELECT id AS a, id AS a, id AS A FROM t", "SELECT 1 AS \"\", 2 AS \" \", 3 AS \"a [b]\"",
+    "VALUES (1, 2), (3, 4)", "WITH c(x) AS (VALUES (1), (2)) SELECT x FROM c",
+    "SELECT 9223372036854775807, -9223372036854775808, 9223372036854775808, 1e999, -1e999, 5e-324",
+    "SELECT 'a' || char(0) || 'b'", "SELECT 'é☃\U0001f600'", "SELECT max(id) FROM t", "SELECT count(*) FROM t",
+    "INSERT INTO t (name) VALUES ('four')", "INSERT INTO t SELECT id + 10, name || 'x', n, b FROM t",
+    "INSERT OR IGNORE INTO t (id) VALUES (1)", "INSERT OR REPLACE INTO t (id, name) VALUES (1, 'uno')",
+    "REPLACE INTO t (id, name) VALUES (2, 'dos')", "UPDATE t SET n = n + 1", "UPDATE t SET n = 0 WHERE id = 99",
+    "UPDATE OR IGNORE t SET name = 'one'", "DELETE FROM t WHERE id > 1", "DELETE FROM t",
+    "INSERT INTO t (name) VALUES ('r') RETURNING id, name", "UPDATE t SET n = 5 RETURNING id", "DELETE FROM t RETURNING *",
+    "INSERT INTO t (name) VALUES ('r') ON CONFLICT DO NOTHING", "insert into t default values",
+    "  \n\t INSERT INTO t (name) VALUES ('blank')", "-- c\nINSERT INTO t (name) VALUES ('commented')",
+    "/* c */ INSERT INTO t (name) VALUES ('c')", "/* -- */ -- /*\n UPDATE t SET n = 1", "/**/REPLACE INTO t (id) VALUES (5)",
+    "WITH c AS (SELECT 1) INSERT INTO t (name) SELECT 'cte' FROM c", "EXPLAIN INSERT INTO t (name) VALUES ('x')",
+    "CREATE TABLE u (x)", "CREATE TABLE IF NOT EXISTS t (x)", "DROP TABLE t", "ALTER TABLE t ADD COLUMN x",
+    "CREATE INDEX i ON t (n)", "CREATE TEMP TABLE v (x)", "CREATE VIEW w AS SELECT id FROM t", "CREATE TABLE u AS SELECT * FROM t",
+    "CREATE TRIGGER g AFTER INSERT ON t BEGIN UPDATE t SET n = 9; END",
+    "BEGIN", "BEGIN IMMEDIATE", "COMMIT", "ROLLBACK", "END", "SAVEPOINT s", "RELEASE s", "VACUUM", "ANALYZE", "REINDEX",
+    "ATTACH ':memory:' AS m", "DETACH m", "PRAGMA user_version", "PRAGMA user_version = 7", "PRAGMA table_info(t)",
+    "PRAGMA foreign_keys", "PRAGMA foreign_keys = ON", "PRAGMA busy_timeout", "PRAGMA busy_timeout = 10",
+    "PRAGMA integrity_check", "PRAGMA nonsense", "PRAGMA encoding", "PRAGMA database_list",
+    "", " ", "\n\t ", ";", ";;", " ; ; ", "-- only a comment", "/* only a comment */", "/* open", "--", "/", "-",
+    "SELECT 1;", "SELECT 1; ", "SELECT 1;;", "SELECT 1; -- c", "SELECT 1; /* c */", "SELECT 1 -- c", "SELECT 1; /* open",
+    "SELECT 1; SELECT 2", "SELECT 1; garbage", "SELECT 1;\n-- c\n SELECT 2", "; SELECT 1", "-- c\n; SELECT 1", "SELECT 1; -",
+    "SELECT 1; /* a */ -- b\n /* c */ ", "SELECT 1; /", "INSERT INTO t (name) VALUES ('a'); DELETE FROM t", "SELECT 1;;;x",
+    "SELEC 1", "SELECT", "SELECT * FROM missing", "SELECT missing FROM t", "INSERT INTO t (missing) VALUES (1)", "SELECT 'open",
+    "SELECT \"open", "SELECT (1", "SELECT 1)", "SELECT x'0'", "SELECT @", "SELECT #", "SELECT nofunction(1)", "SELECT abs()",
+    "INSERT INTO t (id) VALUES (1)", "INSERT INTO t (name) VALUES ('one')", "INSERT INTO t (n) VALUES (NULL)", "INSERT INTO t (id) VALUES ('x')",
+    "INSERT OR ROLLBACK INTO t (id) VALUES (1)", "INSERT OR FAIL INTO t (id) VALUES (4), (1), (5)", "INSERT OR ABORT INTO t (id) VALUES (4), (1)",
+    "SELECT abs(-9223372036854775808)", "SELECT 1 LIMIT 'x'", "SELECT zeroblob(2000000000)", "SELECT CAST(x'ff' AS TEXT)",
+    "SELECT CAST(x'c3a9' AS TEXT), CAST(x'eda080' AS TEXT)", "SELECT CAST(x'ff' AS TEXT) AS \"n\"", "SELECT load_extension('x')",
+    "SELECT json('x')", "SELECT json_extract('{\"a\": 1}', '$.a')", "CREATE TABLE t (x)", "CREATE TABLE sqlite_x (x)",
+)
+# fmt: on
+
+
+@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+def test_execute_then_fetch_everything(sql: str) -> None:
+    assert_alike(lambda c: c.execute(sql), setup=SETUP)
+    assert_alike(lambda c: c.execute(sql).fetchall(), setup=SETUP)
+    assert_alike(lambda c: list(c.execute(sql)), setup=SETUP)
+    assert_alike(lambda c: (c.execute(sql), c.in_transaction, c.commit()), setup=SETUP)
+
+
+@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+def test_execute_inside_an_open_transaction(sql: str) -> None:
+    def steps(connection: Any) -> Any:
+        connection.execute("INSERT INTO t (id, name) VALUES (50, 'fifty')")
+        cursor = connection.execute(sql)
+        return cursor.fetchmany(2), connection.in_transaction, cursor
+
+    assert_alike(steps, setup=SETUP)
+
+
+@pytest.mark.parametrize("level", [None, "IMMEDIATE", "EXCLUSIVE"])
+@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+def test_execute_under_another_isolation_level(sql: str, level: str | None) -> None:
+    def steps(connection: Any) -> Any:
+        connection.isolation_level = level
+        cursor = connection.execute(sql)
+        return cursor, connection.in_transaction, cursor.fetchall()
+
+    assert_alike(steps, setup=SETUP)
+
+
+@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+def test_executemany_of_no_one_and_two_rows(sql: str) -> None:
+    for rows in ([], [()], [(), ()]):
+        assert_alike(lambda c, rows=rows: c.executemany(sql, rows), setup=SETUP)
+        assert_alike(lambda c, rows=rows: c.executemany(sql, rows).fetchall(), setup=SETUP)
+
+
+@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+def test_executescript(sql: str) -> None:
+    assert_alike(lambda c: c.executescript(sql), setup=SETUP)
+
+    def after_an_insert(connection: Any) -> Any:
+        connection.execute("INSERT INTO t (id, name) VALUES (50, 'fifty')")
+        cursor = connection.executescript(sql)
+        return cursor, connection.in_transaction, cursor.fetchall()
+
+    assert_alike(after_an_insert, setup=SETUP)
+
+
+NOT_SQL = [None, 1, 1.5, b"SELECT 1", bytearray(b"SELECT 1"), ["SELECT 1"], ("SELECT 1",), object, ...]
+ODD_SQL = [
+    "\0SELECT 1",
+    "SELECT 1\0",
+    "SELECT\0 1",
+    "SELECT 1; \0",
+    "\0",
+    "SELECT '\ud8ff'",
+    "SELECT '\udcff'",
+    "\ud800",
+]
+
+
+@pytest.mark.parametrize("sql", [*NOT_SQL, *ODD_SQL], ids=ascii)
+@pytest.mark.parametrize("method", ["execute", "executemany", "executescript"])
+def test_what_is_no_statement_fails_as_in_python(method: str, sql: Any) -> None:
+    given = (sql, [()]) if method == "executemany" else (sql,)
+    assert_alike(lambda c: getattr(c, method)(*given))
+    assert_alike(lambda c: getattr(c.cursor(), method)(*given))
+
+
+@pytest.mark.parametrize(
+    ("method", "given", "named"),
+    [
+        ("execute", (), {}),
+        ("execute", ("SELECT 1", (), ()), {}),
+        ("execute", ("SELECT 1",), {"parameters": ()}),
+        ("execute", (), {"sql": "SELECT 1"}),
+        ("executemany", (), {}),
+        ("executemany", ("SELECT 1",), {}),
+        ("executemany", ("SELECT 1", [], []), {}),
+        ("executemany", ("INSERT INTO t (name) VALUES (?)",), {"parameters": []}),
+        ("executescript", (), {}),
+        ("executescript", ("SELECT 1", ()), {}),
+        ("executescript", (), {"sql_script": "SELECT 1"}),
+        ("cursor", (1,), {}),
+        ("cursor", (None,), {}),
+        ("commit", (1,), {}),
+        ("rollback", (1,), {}),
+        ("close", (1,), {}),
+        ("commit", (), {"x": 1}),
+    ],
+)
+def test_wrong_arguments_fail_with_the_same_class(method: str, given: tuple, named: dict) -> None:
+    def on_connection(connection: Any) -> Any:
+        try:
+            getattr(connection, method)(*given, **named)
+        except TypeError:
+            return "TypeError"
+        return "taken"
+
+    assert_alike(on_connection, setup=SETUP)
+
+
+class TextSubclass(str):
+    __slots__ = ()
+
+    def __str__(self) -> str:
+        return "SELECT 'spelled'"
+
+
+def test_a_subclass_of_text_is_a_statement() -> None:
+    assert_alike(lambda c: c.execute(TextSubclass("SELECT 1")).fetchall())
+    assert_alike(lambda c: c.executescript(TextSubclass("SELECT 1")).fetchall())
+
+
+def test_the_same_statement_again_after_the_schema_changed() -> None:
+    def steps(connection: Any) -> Any:
+        first = connection.execute("SELECT * FROM t").fetchall()
+        connection.execute("ALTER TABLE t ADD COLUMN later DEFAULT 'x'")
+        again = connection.execute("SELECT * FROM t")
+        described = [column[0] for column in again.description]
+        connection.execute("DROP TABLE t")
+        connection.execute("CREATE TABLE t (only)")
+        last = connection.execute("SELECT * FROM t")
+        return first, described, again.fetchall(), last.description
+
+    assert_alike(steps, setup=SETUP)
+
+
+@pytest.mark.parametrize(
+    ("sql", "bad", "good"),
+    [
+        ("INSERT INTO t (name) VALUES (?)", "one", "new"),
+        ("INSERT INTO t (name) VALUES (?) RETURNING id", "one", "new"),
+        ("UPDATE t SET name = ?", "two", None),
+        ("SELECT abs(?)", -(2**63), 5),
+        ("SELECT id FROM t LIMIT ?", "word", 2),
+        ("SELECT ?", object(), 5),
+    ],
+)
+def test_a_statement_that_failed_can_be_run_again(sql: str, bad: Any, good: Any) -> None:
+    def steps(connection: Any) -> Any:
+        seen: list[Any] = []
+        for value in (good, bad, bad, good, bad):
+            for runner in (connection, connection.cursor()):
+                try:
+                    seen.append(runner.execute(sql, (value,)).fetchall())
+                except sqlite3.Error as error:
+                    seen.append((type(error).__name__, str(error)))
+        return seen
+
+    assert_alike(steps, setup=SETUP)
+
+
+def test_the_same_statement_in_two_cursors_at_once() -> None:
+    def steps(connection: Any) -> Any:
+        first = connection.execute("SELECT id FROM t WHERE id < ?", (3,))
+        one = first.fetchone()
+        second = connection.execute("SELECT id FROM t WHERE id < ?", (2,))
+        return one, second.fetchall(), first.fetchall()
+
+    assert_alike(steps, setup=SETUP)
+
+
+def test_many_different_statements_on_one_connection() -> None:
+    def steps(connection: Any) -> Any:
+        held = [connection.execute(f"SELECT {n} AS c{n}, id FROM t") for n in range(300)]
+        return [cursor.fetchone() for cursor in held], [cursor.fetchall() for cursor in reversed(held)]
+
+    assert_alike(steps, setup=SETUP)
+
+
+def test_total_changes_and_row_ids_over_many_statements() -> None:
+    def steps(connection: Any) -> Any:
+        seen = []
+        for sql in STATEMENTS:
+            try:
+                cursor = connection.execute(sql)
+                seen.append((cursor.rowcount, cursor.lastrowid, connection.total_changes))
+            except Exception as error:
+                seen.append((str(error), connection.total_changes, connection.in_transaction))
+        return seen
+
+    assert_alike(steps, setup=SETUP)

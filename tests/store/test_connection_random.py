@@ -1,0 +1,75 @@
+"""Any sequence of steps on one connection gives, step by step, what Python's connection gives."""
+
+from __future__ import annotations
+
+import sqlite3
+from typing import Any
+
+from hypothesis import given, settings
+from hypothesis import strategies as st
+from support.sql_cases import Session, assert_sessions_alike, open_native, open_python
+
+SETUP = "CREATE TABLE t (id INTEGER PRIMARY KEY, v UNIQUE); INSERT INTO t (v) VALUES ('a'), ('b'), ('c');"
+
+# fmt: off
+WITHOUT_VALUES = (
+    "SELECT * FROM t", "SELECT v FROM t ORDER BY v DESC", "SELECT 1 AS a, 2 AS a", "SELECT 1 WHERE 0", "",
+    "-- comment", "BEGIN", "COMMIT", "ROLLBACK", "SAVEPOINT s", "ROLLBACK TO s", "RELEASE s", "DELETE FROM t",
+    "UPDATE t SET v = v || 'x'", "DELETE FROM t WHERE id > 2 RETURNING id", "CREATE TABLE IF NOT EXISTS u (x)",
+    "DROP TABLE IF EXISTS u", "DROP TABLE t", "CREATE TABLE IF NOT EXISTS t (id INTEGER PRIMARY KEY, v UNIQUE)",
+    "INSERT INTO t (v) VALUES ('a')", "INSERT OR REPLACE INTO t (v) VALUES ('a')", "nonsense", "SELECT 1; SELECT 2",
+    "PRAGMA user_version", "PRAGMA user_version = 3", "ALTER TABLE t ADD COLUMN extra", "VACUUM", "SELECT abs('x'), abs()",
+)
+WITH_ONE = (
+    "INSERT INTO t (v) VALUES (?)", "INSERT INTO t (v) VALUES (?) RETURNING id, v", "SELECT * FROM t WHERE id > ?",
+    "UPDATE t SET v = ?", "DELETE FROM t WHERE id = ?", "INSERT OR IGNORE INTO t (id, v) VALUES (1, ?)", "SELECT ?",
+    "REPLACE INTO t (v) VALUES (?1)", "SELECT :a", "WITH c AS (SELECT ? AS x) SELECT x FROM c",
+)
+# fmt: on
+
+places = st.integers(0, 3)
+values = st.one_of(
+    st.none(),
+    st.integers(-3, 5),
+    st.sampled_from(["a", "b", "new", "\ud800", b"\xff", 2**63, 1.5, [], object]),
+)
+rows = st.one_of(values.map(lambda value: (value,)), values.map(lambda value: {"a": value}), st.just(()), values)
+settings_of = st.one_of(
+    st.tuples(st.just("isolation_level"), st.sampled_from(["", "IMMEDIATE", "exclusive", None, "bad", 1])),
+    st.tuples(st.just("row_factory"), st.sampled_from([None, sqlite3.Row, lambda cursor, row: list(row)])),
+)
+steps = st.one_of(
+    st.tuples(st.just("execute"), places, st.sampled_from(WITHOUT_VALUES)),
+    st.tuples(st.just("execute"), places, st.sampled_from(WITH_ONE), rows),
+    st.tuples(st.just("on_cursor"), places, st.just("execute"), st.sampled_from(WITHOUT_VALUES)),
+    st.tuples(st.just("on_cursor"), places, st.just("execute"), st.sampled_from(WITH_ONE), rows),
+    st.tuples(
+        st.just("executemany"),
+        places,
+        st.sampled_from(WITH_ONE + WITHOUT_VALUES[:4]),
+        st.lists(rows, max_size=3),
+    ),
+    st.tuples(
+        st.just("executescript"), places, st.lists(st.sampled_from(WITHOUT_VALUES), max_size=3).map(";\n".join)
+    ),
+    st.tuples(st.just("cursor"), places),
+    st.tuples(st.just("on_cursor"), places, st.sampled_from(["fetchone", "fetchall", "fetchmany", "close"])),
+    st.tuples(st.just("on_cursor"), places, st.just("fetchmany"), st.integers(-1, 4)),
+    st.tuples(st.just("set_on_cursor"), places, st.just("arraysize"), st.integers(0, 3)),
+    st.tuples(st.just("next"), places),
+    st.tuples(st.just("drop"), places),
+    st.tuples(st.just("on_connection"), st.just(0), st.sampled_from(["commit", "rollback", "__enter__"])),
+    st.tuples(st.just("on_connection"), st.just(0), st.just("__exit__"), st.just(None), st.just(None), st.just(None)),
+    settings_of.map(lambda pair: ("set", 0, *pair)),
+)
+
+
+def session(connection: Any) -> Session:
+    connection.executescript(SETUP)
+    return Session([connection])
+
+
+@given(st.lists(steps, max_size=20))
+@settings(max_examples=600, deadline=None)
+def test_any_steps_on_one_connection(plan: list) -> None:
+    assert_sessions_alike(plan, session(open_native()), session(open_python()))
