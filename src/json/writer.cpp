@@ -76,8 +76,7 @@ class Writer {
 [[noreturn]] void raise_not_serializable(PyObject* value) {
   const Object type = python::attribute(value, kClass);
   const Object name = python::attribute(type.get(), kName);
-  const Object shown =
-      Object::take(python::in_interpreter([&] { return PyObject_Format(name.get(), nullptr); }));
+  const Object shown = python::formatted(name.get());
   python::raise_formatted(PyExc_TypeError, "Object of type %U is not JSON serializable",
                           shown.get());
 }

@@ -77,6 +77,12 @@ Object next(PyObject* iterator) {
   return Object::take_if_any(found);
 }
 
+bool compare(PyObject* one, PyObject* other, int operation) {
+  const Object result =
+      Object::take(in_interpreter([&] { return PyObject_RichCompare(one, other, operation); }));
+  return truth(result.get());
+}
+
 bool is_instance(PyObject* object, PyObject* type) {
   const int result = in_interpreter([&] { return PyObject_IsInstance(object, type); });
   check(result);
@@ -85,6 +91,10 @@ bool is_instance(PyObject* object, PyObject* type) {
 
 Object text_of(PyObject* object) {
   return Object::take(in_interpreter([&] { return PyObject_Str(object); }));
+}
+
+Object formatted(PyObject* object) {
+  return Object::take(in_interpreter([&] { return PyObject_Format(object, nullptr); }));
 }
 
 bool pending_matches(PyObject* type) {

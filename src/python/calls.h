@@ -67,10 +67,13 @@ Object item(PyObject* owner, PyObject* key);
 Object iterator(PyObject* object);
 // The iterator's next item, or nothing at its end.
 Object next(PyObject* iterator);
+// bool(one <operation> other); the operation is one of Py_LT ... Py_GE.
+bool compare(PyObject* one, PyObject* other, int operation);
 // isinstance(object, type)
 bool is_instance(PyObject* object, PyObject* type);
-// str(object)
+// str(object), and f"{object}"
 Object text_of(PyObject* object);
+Object formatted(PyObject* object);
 
 // Whether `except type` would catch the pending error: `type` is any object, and a TypeError if no
 // class.

@@ -10,21 +10,20 @@ constinit PyObject* names_of_module = nullptr;
 
 constinit Name kName{"name"};
 
-// With the name as the error's attribute, from which tracebacks make suggestions.
-[[noreturn]] void raise_undefined(const Name& name) {
-  const Object message = Object::take(PyUnicode_FromFormat("name '%U' is not defined", name.get()));
-  const Object error = call(PyExc_NameError, message);
-  set_attribute(error.get(), kName, name.get());
-  PyErr_SetObject(PyExc_NameError, error.get());
-  throw PythonError{};
-}
-
 }  // namespace
 
 PyObject* module_namespace() noexcept { return names_of_module; }
 
 void set_module_namespace(PyObject* names) noexcept {
   Py_XSETREF(names_of_module, Py_XNewRef(names));
+}
+
+void raise_undefined(const Name& name) {
+  const Object message = Object::take(PyUnicode_FromFormat("name '%U' is not defined", name.get()));
+  const Object error = call(PyExc_NameError, message);
+  set_attribute(error.get(), kName, name.get());
+  PyErr_SetObject(PyExc_NameError, error.get());
+  throw PythonError{};
 }
 
 Object global(const Name& name) {

@@ -15,6 +15,9 @@ PyObject* module_namespace() noexcept;
 // Kept until the next call; pass null when the module is forgotten.
 void set_module_namespace(PyObject* names) noexcept;
 
+// NameError, with the name as its attribute, from which tracebacks make suggestions.
+[[noreturn]] void raise_undefined(const Name& name);
+
 // The object of that name: from the namespace, else from the built-ins; NameError if there is none.
 Object global(const Name& name);
 

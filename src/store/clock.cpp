@@ -2,6 +2,7 @@
 
 #include "python/calls.h"
 #include "python/namespace.h"
+#include "python/values.h"
 
 namespace store {
 
@@ -10,12 +11,24 @@ namespace {
 constinit python::Name kDatetime{"datetime"};
 constinit python::Name kNow{"now"};
 constinit python::Name kIsoformat{"isoformat"};
+constinit python::Name kTimedelta{"timedelta"};
+constinit python::Name kHours{"hours"};
+
+python::Object now() { return python::call_method(python::global(kDatetime).get(), kNow); }
 
 }  // namespace
 
-python::Object local_timestamp() {
-  const python::Object now = python::call_method(python::global(kDatetime).get(), kNow);
-  return python::call_method(now.get(), kIsoformat);
+python::Object local_timestamp() { return python::call_method(now().get(), kIsoformat); }
+
+python::Object local_timestamp_hours_ago(PyObject* hours) {
+  const python::Object present = now();
+  const python::Object options = python::Object::take(PyDict_New());
+  python::check(PyDict_SetItem(options.get(), kHours.get(), hours));
+  const python::Object span = python::call_with_keywords(python::global(kTimedelta).get(),
+                                                         python::tuple().get(), options.get());
+  const python::Object past = python::Object::take(
+      python::in_interpreter([&] { return PyNumber_Subtract(present.get(), span.get()); }));
+  return python::call_method(past.get(), kIsoformat);
 }
 
 }  // namespace store

@@ -175,7 +175,13 @@ PyType_Spec spec = {
 
 }  // namespace
 
-bool is_row(PyObject* object) noexcept { return Py_IS_TYPE(object, type); }
+RowShape* columns_of(PyObject* row) noexcept {
+  if (!Py_IS_TYPE(row, type) || !Row::of(row).shape) return nullptr;
+  RowShape& shape = RowShape::of(Row::of(row).shape.get());
+  const bool usable =
+      shape.distinct && shape.columns() == PyTuple_GET_SIZE(Row::of(row).values.get());
+  return usable ? &shape : nullptr;
+}
 
 python::Object make_row(const python::Object& shape, python::Object values) {
   auto& row = python::make_instance<Row>(type);

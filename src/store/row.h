@@ -23,7 +23,8 @@ void make_row_type();
 // A row of values that came from the engine.
 python::Object make_row(const python::Object& shape, python::Object values);
 
-// True for our own rows, subclasses left out.
-bool is_row(PyObject* object) noexcept;
+// The shape of one of our own rows (subclasses left out) where each name stands for one column:
+// what dict(row) holds can be read from `values` by position. Null for any other row.
+RowShape* columns_of(PyObject* row) noexcept;
 
 }  // namespace store

@@ -43,16 +43,6 @@ class ColumnDecoder {
   JsonLoads loads_;
 };
 
-// Our own rows know their columns: where each name occurs once, the values go straight into a dict
-// of the right size.
-RowShape* own_columns(PyObject* row) {
-  if (!is_row(row) || !Row::of(row).shape) return nullptr;
-  RowShape& shape = RowShape::of(Row::of(row).shape.get());
-  const bool usable =
-      shape.distinct && shape.columns() == PyTuple_GET_SIZE(Row::of(row).values.get());
-  return usable ? &shape : nullptr;
-}
-
 void set_column(const Object& record, const RowShape& shape, Py_ssize_t column, PyObject* value) {
   python::check(PyDict_SetItem(record.get(), PyTuple_GET_ITEM(shape.names.get(), column), value));
 }
@@ -90,10 +80,22 @@ Object record_of_any_row(PyObject* row) {
   return record;
 }
 
+// [convert(row) for row in rows]
+template <typename Convert>
+Object list_of(const Object& rows, Convert convert) {
+  Object result = python::list();
+  const Object each = python::iterator(rows.get());
+  while (const Object row = python::next(each.get())) {
+    python::append(result, convert(row.get()));
+    python::LockTurn::offer();
+  }
+  return result;
+}
+
 }  // namespace
 
 python::Object plain_record(PyObject* row) {
-  RowShape* const shape = own_columns(row);
+  RowShape* const shape = columns_of(row);
   if (shape == nullptr) return dict_of(row);
   Object record = shape->blank_mapping();
   for (Py_ssize_t column = 0; column < shape->columns(); ++column) {
@@ -104,7 +106,7 @@ python::Object plain_record(PyObject* row) {
 
 python::Object row_to_dict(PyObject*, const python::Arguments& given) {
   PyObject* const row = given["row"];
-  RowShape* const shape = own_columns(row);
+  RowShape* const shape = columns_of(row);
   return shape == nullptr ? record_of_any_row(row)
                           : record_of_own_row(*shape, Row::of(row).values.get());
 }
@@ -114,13 +116,9 @@ python::Object record(PyObject* self, PyObject* row) {
 }
 
 python::Object records(PyObject* self, const python::Object& rows) {
-  Object result = python::list();
-  const Object each = python::iterator(rows.get());
-  while (const Object row = python::next(each.get())) {
-    python::append(result, record(self, row.get()));
-    python::LockTurn::offer();
-  }
-  return result;
+  return list_of(rows, [self](PyObject* row) { return record(self, row); });
 }
+
+python::Object plain_records(const python::Object& rows) { return list_of(rows, plain_record); }
 
 }  // namespace store

@@ -21,4 +21,7 @@ python::Object record(PyObject* self, PyObject* row);
 // dict(row): a new dict of the row's columns, nothing decoded.
 python::Object plain_record(PyObject* row);
 
+// [dict(row) for row in rows]
+python::Object plain_records(const python::Object& rows);
+
 }  // namespace store

@@ -87,6 +87,10 @@ python::Object rowcount(const python::Object& cursor) {
   return python::attribute(cursor.get(), kRowcount);
 }
 
+bool changed_rows(const python::Object& cursor) {
+  return python::compare(rowcount(cursor).get(), python::integer(0).get(), Py_GT);
+}
+
 Scope::Scope(PyObject* self) : Scope(python::call_method(self, kGetConn)) {}
 
 Scope::Scope(const python::Object& manager) : connection_(Object()) {

@@ -29,6 +29,8 @@ python::Object fetchone(const python::Object& cursor);
 python::Object fetchall(const python::Object& cursor);
 python::Object lastrowid(const python::Object& cursor);
 python::Object rowcount(const python::Object& cursor);
+// cursor.rowcount > 0
+bool changed_rows(const python::Object& cursor);
 
 // `with self._get_conn() as connection:`, with one difference: an error of the block reaches the
 // caller whatever __exit__ returns. What the connection is dropped with is this object, so an

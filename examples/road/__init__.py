@@ -1,0 +1,1 @@
+"""The road of one recognised image through the store, one stage a module."""
