@@ -1,0 +1,118 @@
+#include "watchlist/watchlist.h"
+
+#include "python/calls.h"
+#include "python/lock_turn.h"
+#include "python/values.h"
+#include "store/clock.h"
+#include "store/row_conversion.h"
+#include "store/scope.h"
+#include "watchlist/plate_matching.h"
+#include "watchlist/watched_plate.h"
+
+namespace watchlist {
+
+namespace {
+
+using python::Object;
+using store::ScopeConnection;
+
+constexpr char kSelectNewestFirst[] = "SELECT * FROM watchlist ORDER BY created_at DESC";
+
+constexpr char kInsertEntry[] = "INSERT INTO watchlist (plate, label, created_at) VALUES (?, ?, ?)";
+
+constexpr char kDeleteEntry[] = "DELETE FROM watchlist WHERE id = ?";
+
+constexpr char kSelectAll[] = "SELECT * FROM watchlist";
+
+constinit python::Name kUpper{"upper"};
+constinit python::Name kStrip{"strip"};
+constinit python::Name kPlate{"plate"};
+constinit python::Name kId{"id"};
+
+// Offering the interpreter lock looks at the clock; comparing two plates takes a fraction of that.
+constexpr std::size_t kEntriesPerOffer = 64;
+
+// The value of an entry, or the KeyError that asking its mapping would raise.
+const Object& required(const Object& value, const python::Name& column) {
+  if (!value) {
+    PyErr_SetObject(PyExc_KeyError, column.get());
+    throw python::PythonError{};
+  }
+  return value;
+}
+
+void set(const Object& mapping, const char* key, const Object& value) {
+  python::check(PyDict_SetItemString(mapping.get(), key, value.get()));
+}
+
+Object match(const Object& detected, const WatchedPlate& entry) {
+  Object record = Object::take(PyDict_New());
+  set(record, "detected_plate", detected);
+  set(record, "watchlist_plate", entry.plate);
+  set(record, "label", entry.label ? entry.label : python::text(""));
+  set(record, "watchlist_id", required(entry.id, kId));
+  return record;
+}
+
+// Adds a match record for each entry that the detected plate matches. Each entry is normalised anew
+// for each detected plate, so that nothing is kept and no plate has to be a text.
+void match_all(const Object& detected, const std::vector<WatchedPlate>& entries,
+               const Object& matches) {
+  NormalisedPlate normalised;
+  NormalisedPlate watched;
+  normalised.assign(detected.get());
+  std::size_t until_offer = kEntriesPerOffer;
+  for (const WatchedPlate& entry : entries) {
+    watched.assign(required(entry.plate, kPlate).get());
+    if (normalised.matches(watched)) python::append(matches, match(detected, entry));
+    if (--until_offer > 0) continue;
+    python::LockTurn::offer();
+    until_offer = kEntriesPerOffer;
+  }
+}
+
+}  // namespace
+
+python::Object get_watchlist(PyObject* self, const python::Arguments&) {
+  return store::in_scope(self, [](const ScopeConnection& connection) {
+    return store::plain_records(store::fetchall(connection.execute(kSelectNewestFirst)));
+  });
+}
+
+python::Object add_watchlist(PyObject* self, const python::Arguments& given) {
+  return store::in_scope(self, [&](const ScopeConnection& connection) {
+    const Object upper = python::call_method(given["plate"], kUpper);
+    const Object plate = python::call_method(upper.get(), kStrip);
+    const Object label = python::call_method(given["label"], kStrip);
+    const Object created_at = store::local_timestamp();
+    const Object cursor = connection.execute(kInsertEntry, python::tuple(plate, label, created_at));
+    connection.commit();
+    return store::lastrowid(cursor);
+  });
+}
+
+// True if there was one. Its alerts stay: they hold the label, not the entry.
+python::Object remove_watchlist(PyObject* self, const python::Arguments& given) {
+  return store::in_scope(self, [&](const ScopeConnection& connection) {
+    const Object cursor = connection.execute(kDeleteEntry, python::tuple(given["watchlist_id"]));
+    connection.commit();
+    return python::boolean(store::changed_rows(cursor));
+  });
+}
+
+python::Object check_watchlist(PyObject* self, const python::Arguments& given) {
+  PyObject* const plates = given["plates"];
+  Object matches = python::list();
+  if (!python::truth(plates)) return matches;
+  std::vector<WatchedPlate> entries;
+  // Matching may take long, so the connection is dropped before it begins.
+  store::in_scope(self, [&](const ScopeConnection& connection) {
+    entries = watched_plates(store::fetchall(connection.execute(kSelectAll)));
+    return python::none();
+  });
+  const Object each = python::iterator(plates);
+  while (const Object detected = python::next(each.get())) match_all(detected, entries, matches);
+  return matches;
+}
+
+}  // namespace watchlist
