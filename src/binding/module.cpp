@@ -6,6 +6,7 @@
 #include "binding/docstrings.h"
 #include "binding/method_functions.h"
 #include "binding/module_imports.h"
+#include "python/builtins.h"
 #include "python/calls.h"
 #include "python/lock_turn.h"
 #include "python/namespace.h"
@@ -111,7 +112,7 @@ void warn_of_other_python() {
       python::in_interpreter([&] { return PyErr_WarnEx(PyExc_RuntimeWarning, text, 1); }));
 }
 
-void make_class(PyObject* globals, const Builtins& builtins) {
+void make_class(PyObject* globals) {
   const Object names = Object::take(PyDict_New());
   const auto set = [&](const python::Name& name, const char* value) {
     python::check(PyDict_SetItem(names.get(), name.get(), python::text(value).get()));
@@ -119,7 +120,7 @@ void make_class(PyObject* globals, const Builtins& builtins) {
   set(kModuleAttribute, kModuleName);
   set(kQualname, kClassName);
   set(kDoc, kClassDoc);
-  add_method_functions(names, globals, builtins.staticmethod.get());
+  add_method_functions(names, globals, python::builtins().staticmethod);
   const Object made =
       python::call(reinterpret_cast<PyObject*>(&PyType_Type), kClass.get(), python::tuple(), names);
   python::check(PyDict_SetItem(globals, kClass.get(), made.get()));
@@ -131,14 +132,14 @@ void execute_new(PyObject* module) {
   const Object builtins_module = Object::share(PyImport_AddModule("builtins"));
   python::check(PyDict_SetItem(globals, kBuiltins.get(), builtins_module.get()));
   warn_of_other_python();
-  const Builtins builtins(builtins_module.get());
+  python::remember_builtins(builtins_module.get());
   import_names(globals);
   python::LockTurn::read_interval_from_sys();
   store::make_connection_type();
   store::make_cursor_type();
   store::make_row_shape_type();
   store::make_row_type();
-  make_class(globals, builtins);
+  make_class(globals);
   const Object test = Object::take(PyDict_New());
   python::check(PyDict_SetItem(globals, kTest.get(), test.get()));
 }

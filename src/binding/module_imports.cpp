@@ -15,13 +15,6 @@ using python::Object;
 
 constinit python::Name kImport{"__import__"};
 
-Object builtin(PyObject* builtins, const char* name) {
-  const Object key = python::text(name);
-  Object found = python::attribute_if_any(builtins, key.get());
-  if (!found) python::raise_formatted(PyExc_NameError, "name '%U' is not defined", key.get());
-  return found;
-}
-
 // What an import statement calls.
 Object imported(PyObject* globals, const char* module, const Object& names) {
   const Object builtins = Object::share(PyImport_AddModule("builtins"));
@@ -53,12 +46,6 @@ void import_from(PyObject* globals, const char* module, std::initializer_list<co
 }
 
 }  // namespace
-
-Builtins::Builtins(PyObject* builtins)
-    : staticmethod(builtin(builtins, "staticmethod")),
-      round(builtin(builtins, "round")),
-      type_error(builtin(builtins, "TypeError")),
-      sorted(builtin(builtins, "sorted")) {}
 
 void import_names(PyObject* globals) {
   import_module(globals, "sqlite3");

@@ -19,7 +19,8 @@ python::Object get_history(PyObject* self, const python::Arguments& given) {
   PageQuery query;
   query.require_dates(given["date_from"], given["date_to"]);
   query.page(given["limit"], given["offset"]);
-  return fetch_records(self, query);
+  store::Scope scope(self);
+  return fetch_records(scope, self, query);
 }
 
 // None if there is no such row.

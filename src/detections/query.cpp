@@ -47,11 +47,10 @@ void PageQuery::page(PyObject* limit, PyObject* offset) {
   add(parameters_, offset);
 }
 
-python::Object fetch_records(PyObject* self, const PageQuery& query) {
-  const python::Object sql = python::text(query.sql());
-  return store::in_scope(self, [&](const store::ScopeConnection& connection) {
-    const python::Object rows = store::fetchall(connection.execute(sql, query.parameters()));
-    return store::records(self, rows);
+python::Object fetch_records(store::Scope& scope, PyObject* self, const PageQuery& query) {
+  return scope.run([&](const store::ScopeConnection& connection) {
+    const python::Object cursor = connection.execute(python::text(query.sql()), query.parameters());
+    return store::records(self, store::fetchall(cursor));
   });
 }
 

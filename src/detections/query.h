@@ -37,7 +37,7 @@ class PageQuery {
   python::Object parameters_;  // a list
 };
 
-// Runs the query in a connection scope and turns its rows into records.
-python::Object fetch_records(PyObject* self, const PageQuery& query);
+// Runs the query in the scope and turns its rows into records.
+python::Object fetch_records(store::Scope& scope, PyObject* self, const PageQuery& query);
 
 }  // namespace detections

@@ -1,0 +1,16 @@
+// Deleting detections, and keeping only the newest. Their alerts and image files stay.
+#pragma once
+
+#include <Python.h>
+
+#include "python/arguments.h"
+#include "python/object.h"
+
+namespace detections {
+
+// The operations of the class with these names; binding/ says what each takes and gives.
+python::Object delete_detection(PyObject* self, const python::Arguments& given);
+python::Object delete_detections(PyObject* self, const python::Arguments& given);
+python::Object cleanup_old(PyObject* self, const python::Arguments& given);
+
+}  // namespace detections

@@ -1,0 +1,122 @@
+#include "detections/top_plates.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "python/builtins.h"
+#include "python/calls.h"
+#include "python/lock_turn.h"
+#include "python/values.h"
+#include "store/json_by_name.h"
+#include "store/scope.h"
+
+namespace detections {
+
+namespace {
+
+using python::Object;
+
+constexpr char kSelectLatestPlates[] =
+    "SELECT plates FROM detections WHERE num_plates > 0 ORDER BY timestamp DESC LIMIT 500";
+
+constinit python::Name kPlates{"plates"};
+constinit python::Name kPlate{"plate"};
+constinit python::Name kCount{"count"};
+
+// How often each plate was counted, in the order in which they came first. Plates are one if Python
+// finds them equal.
+class Tally {
+ public:
+  Tally() : positions_(Object::take(PyDict_New())) {}
+
+  // TypeError for what cannot be a key.
+  void add(const Object& plate) {
+    PyObject* const known = python::in_interpreter(
+        [&] { return PyDict_GetItemWithError(positions_.get(), plate.get()); });
+    if (known != nullptr) {
+      ++entries_[PyLong_AsSize_t(known)].count;
+      return;
+    }
+    if (PyErr_Occurred() != nullptr) throw python::PythonError{};
+    const Object position = python::integer(static_cast<long long>(entries_.size()));
+    python::check(python::in_interpreter(
+        [&] { return PyDict_SetItem(positions_.get(), plate.get(), position.get()); }));
+    entries_.push_back({plate, 1});
+  }
+
+  struct Entry {
+    Object plate;
+    long long count;
+  };
+
+  // The most frequent first; equal ones as they came.
+  std::vector<Entry> ranking() const {
+    std::vector<Entry> ranked = entries_;
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const Entry& one, const Entry& other) { return one.count > other.count; });
+    return ranked;
+  }
+
+ private:
+  Object positions_;  // of each plate in entries_
+  std::vector<Entry> entries_;
+};
+
+// Counts the plates of one row. What was counted before an error stays.
+void count_plates(PyObject* row, Tally& tally) {
+  const Object stored = python::item(row, kPlates.get());
+  const Object plates = store::JsonLoads()(stored.get());
+  const Object each = python::iterator(plates.get());
+  while (const Object plate = python::next(each.get())) tally.add(plate);
+}
+
+Tally count_all(const Object& rows) {
+  Tally tally;
+  const Object each = python::iterator(rows.get());
+  while (const Object row = python::next(each.get())) {
+    try {
+      count_plates(row.get(), tally);
+    } catch (const python::PythonError&) {
+      // The rest of a row that is no JSON, no list or holds no plates is passed over.
+      if (!store::is_json_decode_error() && !python::pending_is(python::builtins().type_error))
+        throw;
+      PyErr_Clear();
+    }
+    python::LockTurn::offer();
+  }
+  return tally;
+}
+
+// How many entries ranking[:limit] has.
+std::size_t sliced_size(std::size_t size, PyObject* limit) {
+  const Object slice = Object::take(PySlice_New(Py_None, limit, Py_None));
+  Py_ssize_t start = 0;
+  Py_ssize_t stop = 0;
+  Py_ssize_t step = 0;
+  python::check(
+      python::in_interpreter([&] { return PySlice_Unpack(slice.get(), &start, &stop, &step); }));
+  return static_cast<std::size_t>(
+      PySlice_AdjustIndices(static_cast<Py_ssize_t>(size), &start, &stop, step));
+}
+
+}  // namespace
+
+python::Object get_top_plates(PyObject* self, const python::Arguments& given) {
+  store::Scope scope(self);
+  const Object rows = scope.run([](const store::ScopeConnection& connection) {
+    return store::fetchall(connection.execute(kSelectLatestPlates));
+  });
+  const std::vector<Tally::Entry> ranking = count_all(rows).ranking();
+  const std::size_t size = sliced_size(ranking.size(), given["limit"]);
+  Object top = python::list();
+  for (std::size_t i = 0; i < size; ++i) {
+    const Object entry = Object::take(PyDict_New());
+    python::check(PyDict_SetItem(entry.get(), kPlate.get(), ranking[i].plate.get()));
+    python::check(
+        PyDict_SetItem(entry.get(), kCount.get(), python::integer(ranking[i].count).get()));
+    python::append(top, entry);
+  }
+  return top;
+}
+
+}  // namespace detections

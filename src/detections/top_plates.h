@@ -1,0 +1,14 @@
+// The plates seen most often among the latest detections.
+#pragma once
+
+#include <Python.h>
+
+#include "python/arguments.h"
+#include "python/object.h"
+
+namespace detections {
+
+// The operation of the class with this name; binding/ says what it takes and gives.
+python::Object get_top_plates(PyObject* self, const python::Arguments& given);
+
+}  // namespace detections
