@@ -86,7 +86,7 @@ class Binder {
 ParameterNames::ParameterNames(const Method& method) : count(method.parameters.size()) {
   for (std::size_t i = 0; i < count; ++i) {
     texts[i] = method.parameters[i].name;
-    interned[i] = PyUnicode_InternFromString(texts[i].data());
+    interned[i] = PyUnicode_InternFromString(method.parameters[i].name);
     if (interned[i] == nullptr) throw python::PythonError{};
   }
 }

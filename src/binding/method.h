@@ -4,7 +4,6 @@
 #include <Python.h>
 
 #include <span>
-#include <string_view>
 
 #include "python/arguments.h"
 #include "python/object.h"
@@ -19,7 +18,7 @@ struct Default {
 };
 
 struct Parameter {
-  std::string_view name;
+  const char* name;
   const char* annotation = nullptr;  // null: none
   Default otherwise = {};
 };

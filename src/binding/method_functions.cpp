@@ -157,7 +157,7 @@ Object annotations_of(const Method& method) {
     python::check(PyDict_SetItemString(annotations.get(), name, python::text(annotation).get()));
   };
   for (const Parameter& parameter : method.parameters)
-    annotate(parameter.name.data(), parameter.annotation);
+    annotate(parameter.name, parameter.annotation);
   annotate("return", method.returns);
   return annotations;
 }

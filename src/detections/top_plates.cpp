@@ -31,29 +31,28 @@ class Tally {
 
   // TypeError for what cannot be a key.
   void add(const Object& plate) {
-    PyObject* const known = python::in_interpreter(
-        [&] { return PyDict_GetItemWithError(positions_.get(), plate.get()); });
-    if (known != nullptr) {
-      ++entries_[PyLong_AsSize_t(known)].count;
+    if (const Object known = python::item_if_any(positions_.get(), plate.get())) {
+      ++entries_[PyLong_AsSize_t(known.get())].count;
       return;
     }
-    if (PyErr_Occurred() != nullptr) throw python::PythonError{};
     const Object position = python::integer(static_cast<long long>(entries_.size()));
     python::check(python::in_interpreter(
         [&] { return PyDict_SetItem(positions_.get(), plate.get(), position.get()); }));
-    entries_.push_back({plate, 1});
+    entries_.push_back({plate, 1, entries_.size()});
   }
 
   struct Entry {
     Object plate;
     long long count;
+    std::size_t position;
   };
 
   // The most frequent first; equal ones as they came.
   std::vector<Entry> ranking() const {
     std::vector<Entry> ranked = entries_;
-    std::stable_sort(ranked.begin(), ranked.end(),
-                     [](const Entry& one, const Entry& other) { return one.count > other.count; });
+    std::sort(ranked.begin(), ranked.end(), [](const Entry& one, const Entry& other) {
+      return one.count != other.count ? one.count > other.count : one.position < other.position;
+    });
     return ranked;
   }
 

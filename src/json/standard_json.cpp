@@ -8,6 +8,9 @@ namespace {
 
 constinit StandardJson standard;
 
+using python::Object;
+
+constinit python::Name kModuleName{"__name__"};
 constinit python::Name kDumps{"dumps"};
 constinit python::Name kLoads{"loads"};
 constinit python::Name kDecoder{"decoder"};
@@ -20,14 +23,26 @@ void remember(PyObject*& place, PyObject* owner, const python::Name& name) {
   Py_XSETREF(place, python::attribute(owner, name).release());
 }
 
+// The module's function of that name, if it is the one that Python's own json defines.
+Object own_function(PyObject* module, const python::Name& name) {
+  Object function = python::attribute_if_any(module, name.get());
+  if (!function || !PyFunction_Check(function.get())) return {};
+  PyObject* const globals = PyFunction_GetGlobals(function.get());
+  const Object defined_in = python::item_if_any(globals, kModuleName.get());
+  const bool own = defined_in && PyUnicode_CheckExact(defined_in.get()) &&
+                   PyUnicode_CompareWithASCIIString(defined_in.get(), "json") == 0;
+  return own ? function : Object();
+}
+
 }  // namespace
 
 const StandardJson& standard_json() noexcept { return standard; }
 
 void remember_standard_json(PyObject* module) {
-  const python::Object decoder = python::attribute(module, kDecoder);
-  remember(standard.dumps, module, kDumps);
-  remember(standard.loads, module, kLoads);
+  Py_XSETREF(standard.dumps, own_function(module, kDumps).release());
+  Py_XSETREF(standard.loads, own_function(module, kLoads).release());
+  if (standard.loads == nullptr) return;
+  const Object decoder = python::attribute(module, kDecoder);
   remember(standard.decode_error, decoder.get(), kJsonDecodeError);
   remember(standard.nan, decoder.get(), kNan);
   remember(standard.infinity, decoder.get(), kPosInf);

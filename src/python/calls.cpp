@@ -36,7 +36,7 @@ void set_attribute(PyObject* owner, const Name& name, PyObject* value) {
 
 Object special_method(PyObject* owner, const Name& name) {
   PyTypeObject* const type = Py_TYPE(owner);
-  const Object method = Object::share_if_any(_PyType_Lookup(type, name.get()));
+  Object method = Object::share_if_any(_PyType_Lookup(type, name.get()));
   if (!method) return method;
   const descrgetfunc bind = Py_TYPE(method.get())->tp_descr_get;
   if (bind == nullptr) return method;
@@ -65,6 +65,12 @@ Py_ssize_t length(PyObject* object) {
 
 Object item(PyObject* owner, PyObject* key) {
   return Object::take(in_interpreter([&] { return PyObject_GetItem(owner, key); }));
+}
+
+Object item_if_any(PyObject* dict, PyObject* key) {
+  PyObject* const found = in_interpreter([&] { return PyDict_GetItemWithError(dict, key); });
+  if (found == nullptr && PyErr_Occurred() != nullptr) throw PythonError{};
+  return Object::share_if_any(found);
 }
 
 Object iterator(PyObject* object) {

@@ -63,6 +63,8 @@ bool truth(PyObject* object);
 Py_ssize_t length(PyObject* object);
 // owner[key]
 Object item(PyObject* owner, PyObject* key);
+// The dict's value under the key, or nothing.
+Object item_if_any(PyObject* dict, PyObject* key);
 // iter(object)
 Object iterator(PyObject* object);
 // The iterator's next item, or nothing at its end.

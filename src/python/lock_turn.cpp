@@ -2,6 +2,7 @@
 
 #include <Python.h>
 
+#include <algorithm>
 #include <chrono>
 
 #include "python/calls.h"
@@ -22,16 +23,20 @@ struct Turn {
 
 constinit thread_local Turn turn;
 
+// Longer than any turn needs to be, and short enough to count in nanoseconds.
+constexpr double kLongestTurnSeconds = 1e6;
+
 // Asked anew for every turn, since a program may change it; when the answer is unusable the last
 // one holds.
 void ask_interval() noexcept {
   if (get_switch_interval == nullptr) return;
   PyObject* const pending = PyErr_GetRaisedException();
-  PyObject* const seconds = PyObject_CallNoArgs(get_switch_interval);
-  if (seconds != nullptr) {
-    turn.length = std::chrono::duration_cast<Clock::duration>(
-        std::chrono::duration<double>(PyFloat_AsDouble(seconds)));
-    Py_DECREF(seconds);
+  PyObject* const answer = PyObject_CallNoArgs(get_switch_interval);
+  if (answer != nullptr) {
+    const double seconds = std::min(PyFloat_AsDouble(answer), kLongestTurnSeconds);
+    turn.length =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    Py_DECREF(answer);
   }
   PyErr_SetRaisedException(pending);
 }

@@ -29,6 +29,18 @@ class LockTurn {
   // state in hand.
   static void offer();
 
+  // Offers the lock every so many steps of work that takes a fraction of a look at the clock each.
+  template <unsigned StepsPerOffer>
+  class Pace {
+   public:
+    void step() {
+      if (++steps_ % StepsPerOffer == 0) offer();
+    }
+
+   private:
+    unsigned steps_ = 0;
+  };
+
   // Names the function that tells the interpreter's switch interval; called once, at import.
   static void read_interval_from_sys();
 };

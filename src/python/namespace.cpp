@@ -27,15 +27,9 @@ void raise_undefined(const Name& name) {
 }
 
 Object global(const Name& name) {
-  PyObject* found = PyDict_GetItemWithError(names_of_module, name.get());
-  if (found == nullptr && PyErr_Occurred() == nullptr) {
-    found = PyDict_GetItemWithError(PyEval_GetBuiltins(), name.get());
-  }
-  if (found == nullptr) {
-    if (PyErr_Occurred() != nullptr) throw PythonError{};
-    raise_undefined(name);
-  }
-  return Object::share(found);
+  if (Object found = item_if_any(names_of_module, name.get())) return found;
+  if (Object found = item_if_any(PyEval_GetBuiltins(), name.get())) return found;
+  raise_undefined(name);
 }
 
 bool caught_by(const Name& module, const Name& error) {

@@ -26,7 +26,7 @@ void check_text(const char* method, const char* which, PyObject* argument) {
                   argument == Py_None ? "None" : Py_TYPE(argument)->tp_name);
 }
 
-std::string_view utf8_of(PyObject* text) {
+Utf8 utf8_of(PyObject* text) {
   Py_ssize_t size = 0;
   const char* const utf8 = PyUnicode_AsUTF8AndSize(text, &size);
   if (utf8 == nullptr) throw PythonError{};

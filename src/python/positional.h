@@ -3,6 +3,8 @@
 
 #include <Python.h>
 
+#include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace python {
@@ -13,7 +15,16 @@ void check_positional(const char* method, Py_ssize_t count, Py_ssize_t least, Py
 // TypeError unless the argument is a text; `which` says which one it is.
 void check_text(const char* method, const char* which, PyObject* argument);
 
-// The UTF-8 form of a text, kept by the text; UnicodeEncodeError for a lone surrogate.
-std::string_view utf8_of(PyObject* text);
+// The UTF-8 form of a text, which the text keeps; it ends with a NUL, and may hold others.
+struct Utf8 {
+  const char* bytes;
+  std::size_t size;
+
+  std::string_view view() const noexcept { return {bytes, size}; }
+  bool holds_nul() const noexcept { return std::strlen(bytes) != size; }
+};
+
+// UnicodeEncodeError for a lone surrogate.
+Utf8 utf8_of(PyObject* text);
 
 }  // namespace python

@@ -31,7 +31,9 @@ TracedCall::~TracedCall() { innermost = outer_; }
 
 void TracedCall::record() noexcept {
   PyObject* const pending = PyErr_GetRaisedException();
-  const bool known = recorded_.is(pending);
+  // An __exit__ that was shown the error may have taken its traceback away.
+  const Object traceback = Object::take_if_any(PyException_GetTraceback(pending));
+  const bool known = recorded_.is(pending) && traceback;
   if (!known) recorded_ = Object::share_if_any(pending);
   PyErr_SetRaisedException(pending);
   if (!known) add_traceback_entry(name_, globals_);

@@ -1,17 +1,17 @@
 // What the engine reported, copied at the failing call before the next one overwrites it.
 #pragma once
 
-#include <exception>
-#include <string>
+#include <stdexcept>
 
 #include <sqlite3.h>
 
 namespace sqlite {
 
-class Error : public std::exception {
+// Copies share the message, so that copying one while it is thrown cannot fail.
+class Error : public std::runtime_error {
  public:
   // `code` is an extended result code.
-  Error(int code, std::string message) : code_(code), message_(std::move(message)) {}
+  Error(int code, const char* message) : std::runtime_error(message), code_(code) {}
   // The connection's latest error; `handle` may be null (no memory to open one).
   static Error latest(sqlite3* handle) {
     if (handle == nullptr) return {SQLITE_NOMEM, sqlite3_errstr(SQLITE_NOMEM)};
@@ -20,11 +20,9 @@ class Error : public std::exception {
 
   int code() const noexcept { return code_; }
   int primary_code() const noexcept { return code_ & 0xff; }
-  const char* what() const noexcept override { return message_.c_str(); }
 
  private:
   int code_;
-  std::string message_;
 };
 
 // The SQLITE_... name of an extended result code; "unknown" if this build has none for it.

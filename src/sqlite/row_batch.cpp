@@ -22,9 +22,10 @@ void RowBatch::copy_row(sqlite3_stmt* row) {
       throw Error(SQLITE_NOMEM, sqlite3_errstr(SQLITE_NOMEM));
     }
     cell.offset = bytes_.size();
+    if (start == nullptr) return;
     cell.size = sqlite3_column_bytes(row, column);
     const char* const first = static_cast<const char*>(start);
-    if (cell.size > 0) bytes_.insert(bytes_.end(), first, first + cell.size);
+    bytes_.insert(bytes_.end(), first, first + cell.size);
   };
   for (int column = 0; column < static_cast<int>(columns_); ++column) {
     Cell cell{sqlite3_column_type(row, column), 0, {0}};

@@ -45,9 +45,9 @@ Statement::Step Statement::step() {
     reset();
     return Step::kDone;
   }
-  Error failure = Error::latest(database());
+  const Error failure = Error::latest(database());
   reset();
-  throw failure;
+  throw Error(failure);
 }
 
 void Statement::check(int code) const {

@@ -24,10 +24,7 @@ Object registered_adapter(PyObject* value) {
   const StandardSqlite3& standard = standard_sqlite3();
   const Object key =
       python::tuple(reinterpret_cast<PyObject*>(Py_TYPE(value)), standard.prepare_protocol);
-  PyObject* const adapter =
-      python::in_interpreter([&] { return PyDict_GetItemWithError(standard.adapters, key.get()); });
-  if (adapter == nullptr && PyErr_Occurred() != nullptr) throw python::PythonError{};
-  return Object::share_if_any(adapter);
+  return python::item_if_any(standard.adapters, key.get());
 }
 
 // What `method` makes of `argument`; nothing if it says None, or is not meant for it and says so

@@ -1,6 +1,5 @@
 #include "store/connection.h"
 
-#include <cstring>
 #include <string>
 
 #include "python/calls.h"
@@ -90,31 +89,31 @@ void begin_if_needed(Connection& connection, const sqlite::Statement& statement)
 
 std::shared_ptr<sqlite::Statement> prepare(Connection& connection, PyObject* sql) {
   connection.leftovers.reserve(connection.shares + 1);
-  const std::string_view text = python::utf8_of(sql);
-  std::shared_ptr<sqlite::Statement> kept = connection.statements.find(text);
+  const python::Utf8 text = python::utf8_of(sql);
+  std::shared_ptr<sqlite::Statement> kept = connection.statements.find(text.view());
   // Shared by the cache and this function alone: no cursor runs it, or is binding values to it.
   if (kept && kept.use_count() == 2) {
     ++connection.shares;
     return kept;
   }
-  if (text.size() > static_cast<std::size_t>(connection.database->longest_sql())) {
+  if (text.size > static_cast<std::size_t>(connection.database->longest_sql())) {
     python::raise(standard_sqlite3().data_error, "query string is too large");
   }
-  if (std::strlen(text.data()) != text.size()) {
+  if (text.holds_nul()) {
     python::raise(standard_sqlite3().programming_error, "the query contains a null character");
   }
   std::shared_ptr<sqlite::Statement> fresh;
   std::shared_ptr<sqlite::Statement> displaced;
   {
     const ConnectionCall call(connection);
-    fresh = std::make_shared<sqlite::Statement>(*connection.database, text.data());
+    fresh = std::make_shared<sqlite::Statement>(*connection.database, text.bytes);
   }
   if (fresh->more_follows()) {
     python::raise(standard_sqlite3().programming_error,
                   "You can only execute one statement at a time.");
   }
   ++connection.shares;
-  if (!kept) displaced = connection.statements.keep(text, fresh);
+  if (!kept) displaced = connection.statements.keep(text.view(), fresh);
   if (displaced) {
     const ConnectionCall call(connection);
     displaced.reset();

@@ -3,7 +3,6 @@
 #include <structmember.h>
 
 #include <array>
-#include <cstring>
 
 #include "python/native_type.h"
 #include "python/positional.h"
@@ -169,11 +168,10 @@ PyObject* get_isolation_level(PyObject* self, void*) {
 const char* known_isolation_level(PyObject* value) {
   if (!PyUnicode_Check(value))
     python::raise(PyExc_TypeError, "isolation_level must be str or None");
-  const std::string_view asked = python::utf8_of(value);
-  if (std::strlen(asked.data()) != asked.size())
-    python::raise(PyExc_ValueError, "embedded null character");
+  const python::Utf8 asked = python::utf8_of(value);
+  if (asked.holds_nul()) python::raise(PyExc_ValueError, "embedded null character");
   for (const char* const level : kIsolationLevels) {
-    if (sqlite3_stricmp(asked.data(), level) == 0) return level;
+    if (sqlite3_stricmp(asked.bytes, level) == 0) return level;
   }
   python::raise(PyExc_ValueError,
                 "isolation_level string must be '', 'DEFERRED', 'IMMEDIATE', or 'EXCLUSIVE'");

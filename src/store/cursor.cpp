@@ -1,7 +1,5 @@
 #include "store/cursor.h"
 
-#include <cstring>
-
 #include "python/calls.h"
 #include "python/native_type.h"
 #include "python/positional.h"
@@ -162,17 +160,16 @@ void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
 
 void executescript(Cursor& cursor, PyObject* script) {
   python::check_text("executescript", "argument", script);
-  const std::string_view text = python::utf8_of(script);
-  if (std::strlen(text.data()) != text.size())
-    python::raise(PyExc_ValueError, "embedded null character");
+  const python::Utf8 text = python::utf8_of(script);
+  if (text.holds_nul()) python::raise(PyExc_ValueError, "embedded null character");
   check_usable(cursor);
   Connection& connection = cursor.connected();
-  if (text.size() > static_cast<std::size_t>(connection.database->longest_sql())) {
+  if (text.size > static_cast<std::size_t>(connection.database->longest_sql())) {
     python::raise(standard_sqlite3().data_error, "query string is too large");
   }
   commit(connection);
   const ConnectionCall call(connection);
-  connection.database->run_script(text.data());
+  connection.database->run_script(text.bytes);
 }
 
 }  // namespace store

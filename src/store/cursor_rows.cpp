@@ -22,9 +22,6 @@ using sqlite::Statement;
 // memory that the allocator has at hand.
 constexpr std::size_t kBatchBytes = 1 << 16;
 
-// Offering the interpreter lock looks at the clock; a few rows take a microsecond each.
-constexpr std::size_t kRowsPerOffer = 16;
-
 bool rows_need_python_code(const Cursor& cursor) {
   const Object& factory = cursor.row_factory;
   return factory && !factory.is(Py_None) && !factory.is(standard_sqlite3().row);
@@ -119,7 +116,7 @@ void end_batch(Cursor& cursor) {
   if (cursor.on_row) return;
   const std::optional<sqlite::Error> failure = std::move(cursor.failure);
   forget_rows(cursor);
-  if (failure) throw *failure;
+  if (failure) throw sqlite::Error(*failure);
 }
 
 Object made_row(Cursor& cursor, Object values) {
@@ -145,11 +142,12 @@ python::Object next_row(Cursor& cursor, std::size_t wanted) {
 python::Object fetch(Cursor& cursor, std::size_t most) {
   const python::LockTurn::Entry entry;
   Object rows = python::list();
+  python::LockTurn::Pace<16> pace;
   for (std::size_t count = 0; count < most; ++count) {
     const Object row = next_row(cursor, most - count);
     if (!row) break;
     python::append(rows, row);
-    if (count % kRowsPerOffer == kRowsPerOffer - 1) python::LockTurn::offer();
+    pace.step();
   }
   return rows;
 }

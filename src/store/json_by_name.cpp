@@ -27,10 +27,11 @@ python::Object json_dumps(PyObject* value) {
 
 python::Object JsonLoads::operator()(PyObject* text) {
   if (!standard_) {
-    const Object loads = python::attribute(python::global(kJson).get(), kLoads);
+    const Object module = python::global(kJson);
+    const Object loads = python::attribute(module.get(), kLoads);
     if (!loads.is(json::standard_json().loads)) return python::call(loads.get(), text);
+    standard_ = PyModule_CheckExact(module.get()) && PyUnicode_CheckExact(text);
   }
-  standard_ = PyUnicode_CheckExact(text);
   return json::loads(text);
 }
 

@@ -12,8 +12,8 @@ namespace store {
 // whatever somebody has put there.
 python::Object json_dumps(PyObject* value);
 
-// json.loads in the same way, for a run of texts. Reading a str runs no Python code, so while our
-// own reader serves, the name is looked up once for them all.
+// json.loads in the same way, for the texts of one row. Reading a str runs no Python code, nor does
+// looking into a module, so once our own reader has served one, the name is not looked up again.
 class JsonLoads {
  public:
   python::Object operator()(PyObject* text);

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "python/calls.h"
+#include "python/positional.h"
 #include "python/values.h"
 #include "store/adapters.h"
 #include "store/standard_sqlite3.h"
@@ -25,11 +26,9 @@ std::int64_t engine_integer(PyObject* value) {
 }
 
 void bind_text(Statement& statement, int position, PyObject* value) {
-  Py_ssize_t size = 0;
-  const char* const utf8 = PyUnicode_AsUTF8AndSize(value, &size);
-  if (utf8 == nullptr) throw python::PythonError{};
-  if (size > INT_MAX) python::raise(PyExc_OverflowError, "string longer than INT_MAX bytes");
-  statement.bind_text(position, {utf8, static_cast<std::size_t>(size)});
+  const python::Utf8 utf8 = python::utf8_of(value);
+  if (utf8.size > INT_MAX) python::raise(PyExc_OverflowError, "string longer than INT_MAX bytes");
+  statement.bind_text(position, utf8.view());
 }
 
 // The bytes of an object with the buffer protocol, held until the end of the scope.
@@ -116,16 +115,9 @@ void bind_sequence(Statement& statement, PyObject* values) {
 
 Object item_named(PyObject* values, const char* name) {
   const Object key = python::text(name);
-  if (PyDict_CheckExact(values)) {
-    PyObject* const found =
-        python::in_interpreter([&] { return PyDict_GetItemWithError(values, key.get()); });
-    if (found != nullptr) return Object::share(found);
-    if (PyErr_Occurred() != nullptr && !python::pending_is(PyExc_LookupError))
-      throw python::PythonError{};
-    raise_missing_value(name);
-  }
   try {
-    return python::item(values, key.get());
+    if (!PyDict_CheckExact(values)) return python::item(values, key.get());
+    if (Object found = python::item_if_any(values, key.get())) return found;
   } catch (const python::PythonError&) {
     if (!python::pending_is(PyExc_LookupError)) throw;
   }

@@ -72,7 +72,7 @@ Object record_of_any_row(PyObject* row) {
   Object record = dict_of(row);
   ColumnDecoder decode;
   for (const python::Name& column : kJsonColumns) {
-    const Object stored = Object::share_if_any(PyDict_GetItemWithError(record.get(), column.get()));
+    const Object stored = python::item_if_any(record.get(), column.get());
     if (!stored) continue;
     const Object value = decode(stored);
     python::check(PyDict_SetItem(record.get(), column.get(), value.get()));

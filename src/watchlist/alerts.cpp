@@ -43,9 +43,8 @@ Object grouped_by_detection(const Object& rows) {
   const Object each = python::iterator(rows.get());
   while (const Object row = python::next(each.get())) {
     const Object alert = store::plain_record(row.get());
-    PyObject* const found = PyDict_GetItemWithError(alert.get(), kDetectionId.get());
-    const Object detection_id = Object::share(found == nullptr ? Py_None : found);
-    python::append(list_under(groups, detection_id.get()), alert);
+    const Object detection_id = python::item_if_any(alert.get(), kDetectionId.get());
+    python::append(list_under(groups, detection_id ? detection_id.get() : Py_None), alert);
     python::LockTurn::offer();
   }
   return groups;

@@ -21,7 +21,7 @@ Object value_in_row(const store::RowShape& shape, PyObject* values, const python
 }
 
 Object value_in_dict(const Object& record, const python::Name& name) {
-  return Object::share_if_any(PyDict_GetItemWithError(record.get(), name.get()));
+  return python::item_if_any(record.get(), name.get());
 }
 
 WatchedPlate watched_plate(PyObject* row) {
@@ -38,10 +38,11 @@ WatchedPlate watched_plate(PyObject* row) {
 
 std::vector<WatchedPlate> watched_plates(const python::Object& rows) {
   std::vector<WatchedPlate> plates;
+  python::LockTurn::Pace<16> pace;
   const Object each = python::iterator(rows.get());
   while (const Object row = python::next(each.get())) {
     plates.push_back(watched_plate(row.get()));
-    python::LockTurn::offer();
+    pace.step();
   }
   return plates;
 }
