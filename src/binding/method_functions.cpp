@@ -74,12 +74,12 @@ PyObject* run(const Callee& callee, PyObject* function, PyObject* const* argumen
         bind(callee.method.name, callee.names, arguments, count, keywords, defaults.get());
     PyObject* const self = callee.method.is_static ? nullptr : given["self"];
     const python::LockTurn::Entry entry;
-    python::TracedCall traced(callee.full_name.c_str(), python::module_namespace());
+    const python::TracedCall traced(callee.full_name.c_str());
     try {
       return callee.method.run(self, given).release();
     } catch (...) {
       store::raise_current_exception();
-      traced.record();
+      python::trace_operation(python::module_namespace());
       throw python::PythonError{};
     }
   });
@@ -119,7 +119,9 @@ Object code_of(const Callee& callee) {
   change(kArgcount, count);
   change(kNlocals, count);
   change(kVarnames, names);
-  change(kFlags, python::integer(CO_OPTIMIZED | CO_NEWLOCALS));
+  // Without CO_OPTIMIZED no interpreter enters the code past the function's vectorcall: 3.13 would,
+  // for __init__.
+  change(kFlags, python::integer(CO_NEWLOCALS));
   change(kCodeQualname, python::text(std::string(kClassName) + "." + callee.method.name));
   const Object replace = python::attribute(empty.get(), kReplace);
   return python::call_with_keywords(replace.get(), python::tuple().get(), changes.get());

@@ -1,6 +1,7 @@
 #include "detections/retention.h"
 
 #include "python/calls.h"
+#include "python/lock_turn.h"
 #include "python/values.h"
 #include "store/placeholders.h"
 #include "store/scope.h"
@@ -23,8 +24,12 @@ constexpr char kDeleteAllButNewest[] =
 // How many items iterating gives; a length is not asked for.
 std::size_t count_items(PyObject* items) {
   const Object each = python::iterator(items);
+  python::LockTurn::Pace<64> pace;
   std::size_t count = 0;
-  while (python::next(each.get())) ++count;
+  while (python::next(each.get())) {
+    ++count;
+    pace.step();
+  }
   return count;
 }
 

@@ -66,7 +66,11 @@ void count_plates(PyObject* row, Tally& tally) {
   const Object stored = python::item(row, kPlates.get());
   const Object plates = store::JsonLoads()(stored.get());
   const Object each = python::iterator(plates.get());
-  while (const Object plate = python::next(each.get())) tally.add(plate);
+  python::LockTurn::Pace<64> pace;
+  while (const Object plate = python::next(each.get())) {
+    tally.add(plate);
+    pace.step();
+  }
 }
 
 Tally count_all(const Object& rows) {
@@ -79,7 +83,7 @@ Tally count_all(const Object& rows) {
       // The rest of a row that is no JSON, no list or holds no plates is passed over.
       if (!store::is_json_decode_error() && !python::pending_is(python::builtins().type_error))
         throw;
-      PyErr_Clear();
+      python::clear_error();
     }
     python::LockTurn::offer();
   }

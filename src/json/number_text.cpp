@@ -105,7 +105,9 @@ python::Object read_integer(std::string_view digits) {
     return python::Object::take(PyLong_FromLongLong(value));
   }
   const std::string terminated(digits);
-  return python::Object::take(PyLong_FromString(terminated.c_str(), nullptr, 10));
+  // For very many digits this is Python code.
+  return python::Object::take(
+      python::in_interpreter([&] { return PyLong_FromString(terminated.c_str(), nullptr, 10); }));
 }
 
 python::Object read_real(std::string_view digits) {

@@ -180,7 +180,8 @@ void Writer::write_integer(PyObject* value) {
     append({digits.data(), static_cast<std::size_t>(end - digits.data())});
     return;
   }
-  const Object digits = Object::take(PyLong_Type.tp_repr(value));
+  const Object digits =
+      Object::take(python::in_interpreter([&] { return PyLong_Type.tp_repr(value); }));
   append({static_cast<const char*>(PyUnicode_DATA(digits.get())),
           static_cast<std::size_t>(PyUnicode_GET_LENGTH(digits.get()))});
 }

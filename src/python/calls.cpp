@@ -24,7 +24,7 @@ Object attribute_if_any(PyObject* owner, PyObject* name) {
   PyObject* const found = in_interpreter([&] { return PyObject_GetAttr(owner, name); });
   if (found == nullptr) {
     if (!pending_is(PyExc_AttributeError)) throw PythonError{};
-    PyErr_Clear();
+    clear_error();
   }
   return Object::take_if_any(found);
 }
@@ -112,6 +112,10 @@ bool pending_matches(PyObject* type) {
     throw PythonError{};
   }
   return pending_is(type);
+}
+
+void clear_error() noexcept {
+  in_interpreter([] { PyErr_Clear(); });
 }
 
 void check_signals() {

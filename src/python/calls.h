@@ -34,8 +34,7 @@ Object special_method(PyObject* owner, const Name& name);
 // callable(*arguments)
 template <typename... Arguments>
 Object call(PyObject* callable, const Arguments&... arguments) {
-  const std::array<PyObject*, sizeof...(arguments) + 1> stack = {nullptr,
-                                                                 detail::pointer(arguments)...};
+  std::array<PyObject*, sizeof...(arguments) + 1> stack = {nullptr, detail::pointer(arguments)...};
   return Object::take(in_interpreter([&] {
     return PyObject_Vectorcall(callable, stack.data() + 1,
                                sizeof...(arguments) | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
@@ -46,8 +45,7 @@ Object call(PyObject* callable, const Arguments&... arguments) {
 template <typename... Arguments>
 Object call_method(PyObject* owner, const Name& name, const Arguments&... arguments) {
   PyObject* const method = name.get();
-  const std::array<PyObject*, sizeof...(arguments) + 1> stack = {owner,
-                                                                 detail::pointer(arguments)...};
+  std::array<PyObject*, sizeof...(arguments) + 1> stack = {owner, detail::pointer(arguments)...};
   return Object::take(in_interpreter([&] {
     return PyObject_VectorcallMethod(method, stack.data(),
                                      stack.size() | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
@@ -80,6 +78,9 @@ Object formatted(PyObject* object);
 // Whether `except type` would catch the pending error: `type` is any object, and a TypeError if no
 // class.
 bool pending_matches(PyObject* type);
+
+// Drops the pending error; its traceback may hold the last reference to anything.
+void clear_error() noexcept;
 
 // Runs handlers of signals that have arrived; throws what a handler raised (KeyboardInterrupt).
 void check_signals();

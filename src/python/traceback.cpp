@@ -1,12 +1,22 @@
 #include "python/traceback.h"
 
 #include <frameobject.h>
+#include <utility>
 
 namespace python {
 
 namespace {
 
-constinit thread_local TracedCall* innermost = nullptr;
+constinit thread_local const char* operation = nullptr;
+
+bool is_on_top(const Object& traceback, const char* name) noexcept {
+  if (!traceback) return false;
+  PyFrameObject* const frame = reinterpret_cast<PyTracebackObject*>(traceback.get())->tb_frame;
+  const Object code = Object::take_if_any(reinterpret_cast<PyObject*>(PyFrame_GetCode(frame)));
+  const auto* const fields = reinterpret_cast<PyCodeObject*>(code.get());
+  return PyUnicode_CompareWithASCIIString(fields->co_filename, kNativeFile) == 0 &&
+         PyUnicode_CompareWithASCIIString(fields->co_name, name) == 0;
+}
 
 }  // namespace
 
@@ -22,23 +32,16 @@ void add_traceback_entry(const char* name, PyObject* globals) noexcept {
   Py_XDECREF(code);
 }
 
-TracedCall::TracedCall(const char* name, PyObject* globals) noexcept
-    : name_(name), globals_(globals), outer_(innermost) {
-  innermost = this;
-}
+TracedCall::TracedCall(const char* name) noexcept : outer_(std::exchange(operation, name)) {}
 
-TracedCall::~TracedCall() { innermost = outer_; }
+TracedCall::~TracedCall() { operation = outer_; }
 
-void TracedCall::record() noexcept {
+void trace_operation(PyObject* globals) noexcept {
+  if (operation == nullptr) return;
   PyObject* const pending = PyErr_GetRaisedException();
-  // An __exit__ that was shown the error may have taken its traceback away.
   const Object traceback = Object::take_if_any(PyException_GetTraceback(pending));
-  const bool known = recorded_.is(pending) && traceback;
-  if (!known) recorded_ = Object::share_if_any(pending);
   PyErr_SetRaisedException(pending);
-  if (!known) add_traceback_entry(name_, globals_);
+  if (!is_on_top(traceback, operation)) add_traceback_entry(operation, globals);
 }
-
-TracedCall* TracedCall::current() noexcept { return innermost; }
 
 }  // namespace python

@@ -16,27 +16,21 @@ inline constexpr char kNativeFile[] = "<zentrope_anpr.zentrope_anpr_server_db>";
 // that debuggers show for it.
 void add_traceback_entry(const char* name, PyObject* globals) noexcept;
 
-// The operation that this thread is running, for errors that are shown to Python code before they
-// leave it.
+// Names the operation that this thread is running.
 class TracedCall {
  public:
-  // `name` and `globals` outlive the object.
-  TracedCall(const char* name, PyObject* globals) noexcept;
+  // `name` lives as long as the process.
+  explicit TracedCall(const char* name) noexcept;
   ~TracedCall();
   TracedCall(const TracedCall&) = delete;
   TracedCall& operator=(const TracedCall&) = delete;
 
-  // Gives the pending error this operation's entry, once however often it is asked for.
-  void record() noexcept;
-
-  // The innermost one of this thread, or null.
-  static TracedCall* current() noexcept;
-
  private:
-  const char* name_;
-  PyObject* globals_;
-  TracedCall* outer_;
-  Object recorded_;  // the error that has the entry already
+  const char* outer_;
 };
+
+// Gives the pending error the entry of the operation that this thread is running, unless the entry
+// stands on top already: errors are shown to Python code before they leave the operation.
+void trace_operation(PyObject* globals) noexcept;
 
 }  // namespace python

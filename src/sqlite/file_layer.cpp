@@ -230,14 +230,20 @@ int current_time_int64(sqlite3_vfs* layer, sqlite3_int64* milliseconds) noexcept
   return base(layer)->xCurrentTimeInt64(base(layer), milliseconds);
 }
 
+int size_over(const sqlite3_vfs& real) noexcept {
+  return static_cast<int>(sizeof(File)) + real.szOsFile;
+}
+
+// System calls (version 3) are set on the VFS that makes them, never through a layer.
+int version_over(const sqlite3_vfs& real) noexcept { return real.iVersion < 2 ? real.iVersion : 2; }
+
 Layer* make_layer(sqlite3_vfs* real) {
   auto* const layer = new Layer{};
   layer->base = real;
   std::snprintf(layer->name, sizeof layer->name, "zentrope-anpr-%p", static_cast<void*>(layer));
   sqlite3_vfs& methods = layer->methods;
-  // System calls (version 3) are set on the VFS that makes them, never through a layer.
-  methods.iVersion = real->iVersion < 2 ? real->iVersion : 2;
-  methods.szOsFile = static_cast<int>(sizeof(File)) + real->szOsFile;
+  methods.iVersion = version_over(*real);
+  methods.szOsFile = size_over(*real);
   methods.mxPathname = real->mxPathname;
   methods.zName = layer->name;
   methods.pAppData = layer;
@@ -264,6 +270,13 @@ Layer* make_layer(sqlite3_vfs* real) {
   return layer;
 }
 
+// The address alone may be that of a VFS that is gone.
+bool is_over(const Layer& layer, const sqlite3_vfs& real) noexcept {
+  return layer.base == &real && layer.methods.szOsFile == size_over(real) &&
+         layer.methods.mxPathname == real.mxPathname &&
+         layer.methods.iVersion == version_over(real);
+}
+
 // No destructor runs at exit: other threads may still be inside a file.
 constinit std::mutex layers_mutex;
 constinit Layer* layers = nullptr;
@@ -275,7 +288,7 @@ const char* file_layer_over_default_vfs() {
   if (real == nullptr) throw Error(SQLITE_ERROR, "no such vfs: (default)");
   const std::lock_guard<std::mutex> guard(layers_mutex);
   for (const Layer* layer = layers; layer != nullptr; layer = layer->next) {
-    if (layer->base == real) return layer->name;
+    if (is_over(*layer, *real)) return layer->name;
   }
   Layer* const layer = make_layer(real);
   layer->next = layers;

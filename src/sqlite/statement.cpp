@@ -10,6 +10,10 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
   if (is_this_process(prepared_in)) sqlite3_finalize(statement);
 }
 
+void Statement::reset_if_own() noexcept {
+  if (is_this_process(handle_.get_deleter().prepared_in)) reset();
+}
+
 Statement::Statement(const Database& database, const char* sql) {
   sqlite3_stmt* prepared = nullptr;
   const char* rest = nullptr;

@@ -57,6 +57,8 @@ class Statement {
   // Makes it ready to run again. A failed step's error was thrown by step(), so none comes from
   // here.
   void reset() noexcept { sqlite3_reset(handle()); }
+  // The same for a statement that is dropped: a child made by fork() leaves its parent's alone.
+  void reset_if_own() noexcept;
 
  private:
   struct Finalize {

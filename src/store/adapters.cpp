@@ -35,7 +35,7 @@ Object asked(const Object& method, PyObject* argument) {
     return answer.is(Py_None) ? Object() : answer;
   } catch (const python::PythonError&) {
     if (!python::pending_is(PyExc_TypeError)) throw;
-    PyErr_Clear();
+    python::clear_error();
     return {};
   }
 }

@@ -88,7 +88,8 @@ void begin_if_needed(Connection& connection, const sqlite::Statement& statement)
 }
 
 std::shared_ptr<sqlite::Statement> prepare(Connection& connection, PyObject* sql) {
-  connection.leftovers.reserve(connection.shares + 1);
+  check_open(connection);
+  connection.leftovers.reserve(connection.leftovers.size() + connection.shares + 1);
   const python::Utf8 text = python::utf8_of(sql);
   std::shared_ptr<sqlite::Statement> kept = connection.statements.find(text.view());
   // Shared by the cache and this function alone: no cursor runs it, or is binding values to it.
@@ -133,7 +134,7 @@ void discard(Connection& connection, std::shared_ptr<sqlite::Statement> statemen
     return;
   }
   const ConnectionCall call(connection);
-  statement->reset();
+  statement->reset_if_own();
   statement.reset();
 }
 

@@ -25,7 +25,7 @@ ConnectionCall::~ConnectionCall() {
     std::shared_ptr<sqlite::Statement> statement = std::move(connection_.leftovers.back());
     connection_.leftovers.pop_back();
     const EngineCall finalising;
-    statement->reset();
+    statement->reset_if_own();
     statement.reset();
   }
   connection_.in_call = false;

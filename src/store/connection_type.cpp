@@ -106,8 +106,9 @@ PyObject* close_method(PyObject* self, PyObject*) {
     Connection& connection = Connection::of(self);
     check_thread(connection);
     const ConnectionCall call(connection);
-    connection.statements.clear();
-    connection.database.reset();
+    // Taken out first: while they are dropped, other threads may look at the connection.
+    const std::unique_ptr<sqlite::Database> database = std::move(connection.database);
+    const StatementCache statements = std::move(connection.statements);
     return python::none().release();
   });
 }

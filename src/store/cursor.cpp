@@ -121,7 +121,6 @@ void connect(Cursor& cursor, PyObject* connection) {
   cursor.arraysize = 1;
   cursor.rowcount = -1;
   cursor.closed = false;
-  check_thread(cursor.connected());
 }
 
 void forget_rows(Cursor& cursor) noexcept {

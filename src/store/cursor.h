@@ -54,7 +54,7 @@ bool is_cursor(PyObject* object) noexcept;
 
 python::Object make_cursor(Connection& connection);
 
-// Ties a cursor to a connection, as if it were new.
+// Ties a cursor to a connection of this thread, as if it were new.
 void connect(Cursor& cursor, PyObject* connection);
 
 // ProgrammingError if the cursor is in use further up, closed, without connection, or if its

@@ -37,8 +37,11 @@ int initialise(PyObject* self, PyObject* positional, PyObject* keywords) {
                               "Cursor() argument 1 must be sqlite3.Connection, not %.50s",
                               connection == Py_None ? "None" : Py_TYPE(connection)->tp_name);
     }
-    check_not_locked(Cursor::of(self));
-    connect(Cursor::of(self), connection);
+    Cursor& cursor = Cursor::of(self);
+    check_not_locked(cursor);
+    if (cursor.connection) check_thread(cursor.connected());
+    check_thread(Connection::of(connection));
+    connect(cursor, connection);
     return 0;
   });
 }

@@ -2,8 +2,10 @@
 
 #include <exception>
 #include <new>
+#include <stdexcept>
 
 #include "python/errors.h"
+#include "python/park.h"
 #include "sqlite/error.h"
 #include "store/standard_sqlite3.h"
 
@@ -20,8 +22,12 @@ void raise_current_exception() noexcept {
     // Already pending; raising again would hide the first error.
   } catch (const std::bad_alloc&) {
     PyErr_NoMemory();
+  } catch (const std::length_error&) {
+    PyErr_NoMemory();  // more than a container can ever hold
   } catch (const std::exception& error) {
     PyErr_SetString(PyExc_SystemError, error.what());
+  } catch (...) {
+    python::park();  // the thread is being unwound at exit, out of a call that was not guarded
   }
 }
 

@@ -34,7 +34,7 @@ class ColumnDecoder {
       return loads_(stored.get());
     } catch (const python::PythonError&) {
       if (!is_json_decode_error()) throw;
-      PyErr_Clear();
+      python::clear_error();
       return stored;
     }
   }

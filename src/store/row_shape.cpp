@@ -95,7 +95,7 @@ python::Object shape_of_rows(const sqlite::Statement& statement) {
 }
 
 python::Object shape_described(PyObject* description) {
-  if (description == Py_None) return {};
+  if (description == nullptr || description == Py_None) return {};
   const Py_ssize_t count = PyTuple_GET_SIZE(description);
   Object names = Object::take(PyTuple_New(count));
   for (Py_ssize_t i = 0; i < count; ++i) {

@@ -31,7 +31,7 @@ void make_row_shape_type();
 // The shape of the rows that a statement gives.
 python::Object shape_of_rows(const sqlite::Statement& statement);
 
-// The same from a description; nothing for None, which a cursor without columns has.
+// The same from a description; nothing for None or null, which a cursor without columns has.
 python::Object shape_described(PyObject* description);
 
 // Whether two names are one to a row: equal, or equal but for the case of ASCII letters.

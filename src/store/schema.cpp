@@ -1,5 +1,6 @@
 #include "store/schema.h"
 
+#include "python/calls.h"
 #include "python/namespace.h"
 #include "python/values.h"
 #include "store/scope.h"
@@ -69,7 +70,7 @@ void add_column(const ScopeConnection& connection, const char* sql) {
     connection.execute(sql);
   } catch (const python::PythonError&) {
     if (!python::caught_by(kSqlite3, kOperationalError)) throw;
-    PyErr_Clear();
+    python::clear_error();
   }
 }
 

@@ -1,5 +1,6 @@
 #include "store/scope.h"
 
+#include "python/namespace.h"
 #include "python/traceback.h"
 #include "store/guarded.h"
 
@@ -45,8 +46,10 @@ Object exit_method(const Object& manager) {
 // to it.
 class HandledError {
  public:
+  // The slot that is set here is the caller's own, a generator's say; asking for the handled error
+  // could answer one further out.
   explicit HandledError(const Object& error)
-      : outer_(Object::take_if_any(PyErr_GetHandledException())) {
+      : outer_(Object::share_if_any(PyThreadState_Get()->exc_info->exc_value)) {
     PyErr_SetHandledException(error.get());
   }
   ~HandledError() { PyErr_SetHandledException(outer_.get()); }
@@ -103,7 +106,7 @@ void Scope::leave() const { python::call(exit_.get(), Py_None, Py_None, Py_None)
 
 void Scope::leave_with_error() const {
   raise_current_exception();
-  if (python::TracedCall* const operation = python::TracedCall::current()) operation->record();
+  python::trace_operation(python::module_namespace());
   Object error = Object::take(PyErr_GetRaisedException());
   const Object traceback = Object::take_if_any(PyException_GetTraceback(error.get()));
   {
