@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import re
+
 import pytest
 
 from support.method_table import METHODS, REQUIRED, methods_of
@@ -77,5 +79,5 @@ def test_a_call_that_binds_reaches_the_operation(function, method):
     by_position = error_of(function, *[5] * len(required(method)))
     by_keyword = error_of(function, **dict.fromkeys(required(method), 5))
     for error in (by_position, by_keyword):
-        assert "()" not in str(error)
+        assert not re.search("(positional|keyword) argument", str(error))
         assert type(error) in (AttributeError, TypeError)

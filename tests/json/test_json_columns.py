@@ -1,4 +1,4 @@
-"""Reader and writer by the road that callers take: a recorded value, a stored text, a converted row."""
+"""Reader and writer by the road of callers: a recorded value, a stored text, a converted row."""
 
 from __future__ import annotations
 
@@ -10,8 +10,10 @@ from typing import Any
 
 import pytest
 from hypothesis import given, settings
-from support.json_cases import VALID_DOCUMENTS, mutated, outcome, pieces, soup, writable
 from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
+
+from support.json_cases import VALID_DOCUMENTS, mutated, outcome, pieces, soup, writable
+from support.sql_cases import id_of
 
 ARGUMENTS = (["AB123"], [0.9], [[1, 2, 3, 4]], 0.1, 0.2, 0.3)
 
@@ -27,7 +29,9 @@ def recorded(tmp_path_factory: pytest.TempPathFactory) -> tuple[ANPRDatabase, Pa
 def stored(path: Path, column: str) -> Any:
     connection = sqlite3.connect(path)
     try:
-        (value,) = connection.execute(f"SELECT {column} FROM detections ORDER BY id DESC LIMIT 1").fetchone()
+        (value,) = connection.execute(
+            f"SELECT {column} FROM detections ORDER BY id DESC LIMIT 1"
+        ).fetchone()
     finally:
         connection.close()
     return value
@@ -61,8 +65,10 @@ VALUES = [
 UNWRITABLE = [{1}, {"a": b"x"}, {(1, 2): 3}, object(), [10**5000]]
 
 
-@pytest.mark.parametrize("value", VALUES, ids=ascii)
-def test_the_stored_text_is_what_python_writes(recorded: tuple[ANPRDatabase, Path], value: Any) -> None:
+@pytest.mark.parametrize("value", VALUES, ids=id_of)
+def test_the_stored_text_is_what_python_writes(
+    recorded: tuple[ANPRDatabase, Path], value: Any
+) -> None:
     database, path = recorded
     database.update_mmc_data(1, value)
     assert stored(path, "mmc_data") == json.dumps(value)
@@ -70,7 +76,9 @@ def test_the_stored_text_is_what_python_writes(recorded: tuple[ANPRDatabase, Pat
 
 @given(value=writable)
 @settings(max_examples=60, deadline=None)
-def test_any_value_is_stored_as_python_writes_it(recorded: tuple[ANPRDatabase, Path], value: Any) -> None:
+def test_any_value_is_stored_as_python_writes_it(
+    recorded: tuple[ANPRDatabase, Path], value: Any
+) -> None:
     database, path = recorded
     database.update_mmc_data(1, value)
     assert stored(path, "mmc_data") == json.dumps(value)
@@ -103,11 +111,15 @@ def test_each_list_of_a_detection_is_written_as_python_writes_it(
         if place == 0 and not hasattr(value, "__len__"):
             return  # it fails before it is written
         arguments[place] = value
-    ours = outcome(lambda _: database.add_detection(*arguments, **named) and stored(path, column), None)
+    ours = outcome(
+        lambda _: database.add_detection(*arguments, **named) and stored(path, column), None
+    )
     assert ours == outcome(json.dumps, value)
 
 
-@pytest.mark.parametrize("column", ["plates", "confidences", "bboxes", "mmc_data", "detection_confidences"])
+@pytest.mark.parametrize(
+    "column", ["plates", "confidences", "bboxes", "mmc_data", "detection_confidences"]
+)
 @pytest.mark.parametrize(
     "value",
     [
@@ -117,7 +129,7 @@ def test_each_list_of_a_detection_is_written_as_python_writes_it(
         *(b"[1]", b"\xff", "[1, \u00e9]".encode("utf-16"), bytearray(b'{"a": 1}'), b"[1"),
         *("1" * 5000, "[" * 100_000),
     ],
-    ids=lambda value: ascii(value)[:30],
+    ids=id_of,
 )
 def test_a_column_is_decoded_or_kept(column: str, value: Any) -> None:
     assert outcome(converted(column), value) == outcome(decoded_or_kept, value)

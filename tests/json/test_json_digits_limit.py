@@ -8,6 +8,7 @@ from collections.abc import Iterator
 
 import pytest
 from anpr_test_modules import store_internals
+
 from support.json_cases import assert_read_alike, assert_written_alike
 
 
@@ -25,7 +26,12 @@ def lengths_around(limit: int) -> list[int]:
 
 def test_long_integers_are_read_as_in_python(limit: int) -> None:
     for length in lengths_around(limit):
-        for document in ("1" * length, "-" + "9" * length, "[" + "7" * length + "]", '{"n": ' + "3" * length):
+        for document in (
+            "1" * length,
+            "-" + "9" * length,
+            "[" + "7" * length + "]",
+            '{"n": ' + "3" * length,
+        ):
             assert_read_alike(store_internals.loads, document)
             assert_read_alike(store_internals.loads, document.encode("utf-16"))
 
@@ -55,5 +61,12 @@ def test_the_error_is_no_syntax_error() -> None:
 
 def test_a_number_too_long_that_ends_wrongly_gives_what_python_gives() -> None:
     digits = "1" * 5000
-    for document in (f"{digits}x", f"[{digits}", f"[{digits},", f"{digits}.", f"{digits}e", f"{digits} {digits}"):
+    for document in (
+        f"{digits}x",
+        f"[{digits}",
+        f"[{digits},",
+        f"{digits}.",
+        f"{digits}e",
+        f"{digits} {digits}",
+    ):
         assert_read_alike(store_internals.loads, document)

@@ -1,4 +1,4 @@
-"""Broken documents fail with the error of `json.loads`: class, message, position, line and column."""
+"""Broken documents fail with the error of `json.loads`: class, message, line and column."""
 
 from __future__ import annotations
 
@@ -8,33 +8,44 @@ import pytest
 from anpr_test_modules import store_internals
 from hypothesis import given, settings
 from hypothesis import strategies as st
+
 from support.json_cases import VALID_DOCUMENTS, assert_read_alike, differing, mutated, pieces, soup
 
 loads = store_internals.loads
 
+# fmt: off
 BROKEN = (
-    *("", " ", "\n\n", "]", "}", ",", ":", "[", "{", '"', "'", "-", "+", ".", "\\", "//", "/* */ 1", "#"),
-    *("[1", "[1,", "[1,]", "[,1]", "[1,,2]", "[1 2]", "[1}", "[1]]", "[1],", '["a": 1]', "[1:2]", "[[]", "[[],"),
-    *("{a: 1}", "{1: 2}", '{"a"}', '{"a" 1}', '{"a":}', '{"a":1,}', '{"a":1 "b":2}', '{"a"::1}', '{"a":1]', '{,}'),
-    *('{"a":1', '{"a":', '{"a"', '{"a', '{"a":1,', '{"a":1, ', '{"a":1, b', '{"a", 1}', "{'a': 1}", "{null: 1}"),
-    *('"a', '"a\\', '"a\\"', '"\\q"', '"\\u"', '"\\u1"', '"\\u12"', '"\\u123"', '"\\u123g"', '"\\uD834\\u"'),
-    *('"\\uD834\\', '"\\uD834\\uDD1', '"\\u 123"', '"\\u+123"', '"\\u0x12"', '"\\u-123"', '"\\u12 3"', '"\\x41"'),
-    *('"a\nb"', '"a\tb"', '"a\x00b"', '"a\x1fb"', '"\\\nb"', '["x\r"]', '{"a\nb": 1}', '"a" "b"', '"a"b', '"a",'),
-    *("nul", "nulll", "tru", "truee", "True", "fals", "None", "nan", "NAN", "Na", "NaNN", "NaN1", "Infinit"),
-    *("infinity", "-Infinit", "-infinity", "- Infinity", "-NaN", "+NaN", "+Infinity", "--Infinity", "Infinityy"),
-    *("01", "00", "-01", "-00", "1.", "-1.", ".1", "-.1", "1.e1", "1e", "1e+", "1e-", "1e+-1", "1.5e", "1.5e+"),
-    *("0x10", "1_000", "1,000", "1L", "1f", "0b1", "0o7", "1 1", "-", "- 1", "+1", "1-", "1+1", "1..2", "1.2.3"),
-    *("٣", "1٣", "-٣", "1.٣", "1e٣", "１", "½", "²", "1\u00a0", "\u00a01", "\u20281", "\x0b1", "\x0c1", "1\x85"),
-    *("\ufeff", "\ufeff[]", " \ufeff[]", "[\ufeff]", "[]\ufeff", "\ufffe[]", "\ud800", "[\udfff]"),
-    *("\x00", "[1]\x00", "[\x001]", "1\x00", '"a"\x00', "alert()", "[truth]", "{'single'}", "[\\naked]"),
+    "", " ", "\n\n", "]", "}", ",", ":", "[", "{", '"', "'", "-", "+", ".", "\\", "//", "/* */ 1",
+    "#", "[1", "[1,", "[1,]", "[,1]", "[1,,2]", "[1 2]", "[1}", "[1]]", "[1],", '["a": 1]',
+    "[1:2]", "[[]", "[[],", "{a: 1}", "{1: 2}", '{"a"}', '{"a" 1}', '{"a":}', '{"a":1,}',
+    '{"a":1 "b":2}', '{"a"::1}', '{"a":1]', "{,}", '{"a":1', '{"a":', '{"a"', '{"a', '{"a":1,',
+    '{"a":1, ', '{"a":1, b', '{"a", 1}', "{'a': 1}", "{null: 1}", '"a', '"a\\', '"a\\"', '"\\q"',
+    '"\\u"', '"\\u1"', '"\\u12"', '"\\u123"', '"\\u123g"', '"\\uD834\\u"', '"\\uD834\\',
+    '"\\uD834\\uDD1', '"\\u 123"', '"\\u+123"', '"\\u0x12"', '"\\u-123"', '"\\u12 3"', '"\\x41"',
+    '"a\nb"', '"a\tb"', '"a\x00b"', '"a\x1fb"', '"\\\nb"', '["x\r"]', '{"a\nb": 1}', '"a" "b"',
+    '"a"b', '"a",', "nul", "nulll", "tru", "truee", "True", "fals", "None", "nan", "NAN", "Na",
+    "NaNN", "NaN1", "Infinit", "infinity", "-Infinit", "-infinity", "- Infinity", "-NaN", "+NaN",
+    "+Infinity", "--Infinity", "Infinityy", "01", "00", "-01", "-00", "1.", "-1.", ".1", "-.1",
+    "1.e1", "1e", "1e+", "1e-", "1e+-1", "1.5e", "1.5e+", "0x10", "1_000", "1,000", "1L", "1f",
+    "0b1", "0o7", "1 1", "-", "- 1", "+1", "1-", "1+1", "1..2", "1.2.3", "٣", "1٣", "-٣", "1.٣",
+    "1e٣", "１", "½", "²", "1\u00a0", "\u00a01", "\u20281", "\x0b1", "\x0c1", "1\x85", "\ufeff",
+    "\ufeff[]", " \ufeff[]", "[\ufeff]", "[]\ufeff", "\ufffe[]", "\ud800", "[\udfff]", "\x00",
+    "[1]\x00", "[\x001]", "1\x00", '"a"\x00', "alert()", "[truth]", "{'single'}", "[\\naked]",
 )
+# fmt: on
 
 
 @pytest.mark.parametrize("document", BROKEN, ids=ascii)
 def test_a_broken_document_fails_as_in_python(document: str) -> None:
     with pytest.raises(json.JSONDecodeError):
         json.loads(document)
-    for framed in (document, f" {document}", f"\n\n  {document}", f"{document}\n", f"[\n1, {document}"):
+    for framed in (
+        document,
+        f" {document}",
+        f"\n\n  {document}",
+        f"{document}\n",
+        f"[\n1, {document}",
+    ):
         assert_read_alike(loads, framed)
 
 
@@ -77,7 +88,9 @@ def test_any_row_of_fragments_gives_what_python_gives(document: str) -> None:
 
 @given(st.sampled_from(VALID_DOCUMENTS), st.data())
 @settings(max_examples=1000, deadline=None)
-def test_a_fragment_put_anywhere_gives_what_python_gives(document: str, data: st.DataObject) -> None:
+def test_a_fragment_put_anywhere_gives_what_python_gives(
+    document: str, data: st.DataObject
+) -> None:
     start = data.draw(st.integers(0, len(document)))
     end = data.draw(st.integers(start, min(len(document), start + 4)))
     assert_read_alike(loads, document[:start] + data.draw(pieces) + document[end:])

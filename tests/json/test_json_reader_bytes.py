@@ -11,6 +11,7 @@ import pytest
 from anpr_test_modules import store_internals
 from hypothesis import given, settings
 from hypothesis import strategies as st
+
 from support.json_cases import VALID_DOCUMENTS, assert_read_alike, differing, writable
 
 loads = store_internals.loads
@@ -35,7 +36,9 @@ MARKS = (
 
 
 @pytest.mark.parametrize("encoding", ENCODINGS)
-@pytest.mark.parametrize("document", (*VALID_DOCUMENTS, "1", "12", "[]", '""', '"é"', "", " "), ids=ascii)
+@pytest.mark.parametrize(
+    "document", [*VALID_DOCUMENTS, "1", "12", "[]", '""', '"é"', "", " "], ids=ascii
+)
 def test_an_encoded_document_is_read_alike(document: str, encoding: str) -> None:
     encoded = document.encode(encoding, "surrogatepass")
     assert_read_alike(loads, encoded)
@@ -44,7 +47,9 @@ def test_an_encoded_document_is_read_alike(document: str, encoding: str) -> None
 
 @pytest.mark.parametrize("mark", MARKS)
 @pytest.mark.parametrize("encoding", ENCODINGS)
-def test_a_byte_order_mark_before_any_encoding_gives_what_python_gives(mark: bytes, encoding: str) -> None:
+def test_a_byte_order_mark_before_any_encoding_gives_what_python_gives(
+    mark: bytes, encoding: str
+) -> None:
     for document in ("", "1", "[1]", '{"a": "é"}', "[1", "\ufeff[1]"):
         encoded = document.encode(encoding)
         assert_read_alike(loads, mark + encoded)
@@ -53,7 +58,9 @@ def test_a_byte_order_mark_before_any_encoding_gives_what_python_gives(mark: byt
 
 
 def test_every_beginning_of_encoded_documents_gives_what_python_gives() -> None:
-    documents = [text.encode(encoding) for text in ('["é☃\U0001f600"]', "-1.5") for encoding in ENCODINGS]
+    documents = [
+        text.encode(encoding) for text in ('["é☃\U0001f600"]', "-1.5") for encoding in ENCODINGS
+    ]
     beginnings = (document[:length] for document in documents for length in range(len(document)))
     assert differing(loads, json.loads, beginnings) == []
 
@@ -79,7 +86,9 @@ def test_random_bytes_give_what_python_gives(seed: int) -> None:
 
 @given(writable, st.sampled_from(ENCODINGS), st.booleans())
 @settings(max_examples=600, deadline=None)
-def test_what_python_writes_is_read_alike_in_any_encoding(value: object, encoding: str, plain: bool) -> None:
+def test_what_python_writes_is_read_alike_in_any_encoding(
+    value: object, encoding: str, plain: bool
+) -> None:
     encoded = json.dumps(value, ensure_ascii=plain).encode(encoding, "surrogatepass")
     assert_read_alike(loads, encoded)
 
@@ -116,7 +125,10 @@ def test_bytes_that_are_no_text_fail_as_in_python(encoded: bytes) -> None:
 def test_bytes_that_are_no_text_are_not_a_syntax_error() -> None:
     with pytest.raises(UnicodeDecodeError) as caught:
         loads(b'["\xff"]')
-    assert str(caught.value) == "'utf-8' codec can't decode byte 0xff in position 2: invalid start byte"
+    assert (
+        str(caught.value)
+        == "'utf-8' codec can't decode byte 0xff in position 2: invalid start byte"
+    )
     assert not isinstance(caught.value, json.JSONDecodeError)
 
 

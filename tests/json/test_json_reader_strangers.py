@@ -1,4 +1,4 @@
-"""Subclasses of text and bytes, and objects that pretend to be one, are asked as Python asks them."""
+"""Subclasses of text and bytes, and pretenders of them, are asked as Python asks them."""
 
 from __future__ import annotations
 
@@ -7,6 +7,7 @@ from typing import Any
 
 import pytest
 from anpr_test_modules import store_internals
+
 from support.json_cases import outcome
 
 loads = store_internals.loads
@@ -81,7 +82,7 @@ class Pretender:
     def __init__(self, claimed: Any) -> None:
         self.claimed = claimed
 
-    @property
+    @property  # type: ignore[misc]
     def __class__(self) -> Any:  # type: ignore[override]
         return self.claimed
 
@@ -99,7 +100,7 @@ class PretenderWithMethods(Pretender):
 
 
 class Refuser:
-    @property
+    @property  # type: ignore[misc]
     def __class__(self) -> Any:  # type: ignore[override]
         raise LookupError("class asked")
 
@@ -107,7 +108,7 @@ class Refuser:
 class TextOfBytes(bytes):
     """Bytes that say they are text."""
 
-    @property
+    @property  # type: ignore[misc]
     def __class__(self) -> Any:  # type: ignore[override]
         return str
 

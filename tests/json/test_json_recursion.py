@@ -1,4 +1,4 @@
-"""Deep documents and values fail where Python's do, with the same text, from any depth of the Python stack."""
+"""Deep documents and values fail where Python's do, from any depth of the Python stack."""
 
 from __future__ import annotations
 
@@ -9,6 +9,7 @@ from typing import Any
 
 import pytest
 from anpr_test_modules import store_internals
+
 from support import child_process
 
 # A sanitizer makes C frames so large that the process's stack ends first.
@@ -129,7 +130,10 @@ def test_reading_ends_at_the_depth_at_which_python_ends(shape: str, caller: Any)
     limit = limit_of(json.loads, make)
     for depth in (*range(limit - 8, limit + 9), limit - 150, limit - 151, limit - 301):
         document = make(depth)
-        assert (depth, caller(store_internals.loads, document)) == (depth, caller(json.loads, document))
+        assert (depth, caller(store_internals.loads, document)) == (
+            depth,
+            caller(json.loads, document),
+        )
 
 
 @pytest.mark.parametrize("caller", CALLERS)

@@ -1,4 +1,4 @@
-"""Containers with methods of their own, changed while they are written, are written as Python writes them."""
+"""Containers that change, or answer for themselves, while they are written."""
 
 from __future__ import annotations
 
@@ -8,6 +8,7 @@ from typing import Any
 
 import pytest
 from anpr_test_modules import store_internals
+
 from support.json_cases import outcome
 
 dumps = store_internals.dumps
@@ -97,7 +98,7 @@ class Claims:
     def __init__(self, claimed: Any) -> None:
         self.claimed = claimed
 
-    @property
+    @property  # type: ignore[misc]
     def __class__(self) -> Any:  # type: ignore[override]
         if isinstance(self.claimed, BaseException):
             raise self.claimed

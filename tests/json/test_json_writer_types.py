@@ -19,6 +19,7 @@ from typing import Any, NamedTuple
 
 import pytest
 from anpr_test_modules import store_internals
+
 from support.json_cases import assert_written_alike
 
 dumps = store_internals.dumps
@@ -117,7 +118,7 @@ class Real(float, enum.Enum):
     MINUS_INFINITY = -math.inf
 
 
-class Word(str, enum.Enum):  # noqa: UP042 - its str() differs from that of StrEnum
+class Word(str, enum.Enum):  # noqa: UP042
     HELLO = "hello"
 
 
@@ -141,74 +142,29 @@ class WithIndex:
         return iter(())
 
 
+# fmt: off
 SUBCLASSES = [
-    PlainInt(7),
-    PlainInt(-(2**80)),
-    SpelledInt(7),
-    PlainFloat(0.1),
-    PlainFloat("nan"),
-    PlainFloat("-inf"),
-    SpelledFloat(2.5),
-    SpelledText('plain "é"'),
-    PlainList([1, [2]]),
-    PlainList(),
-    PlainTuple((1, (2,))),
-    PlainTuple(),
-    PlainDict(a=1, b={}),
-    PlainDict(),
-    Point(1, 2.0),
-    collections.OrderedDict([("b", 1), ("a", 2)]),
-    collections.defaultdict(list, {"a": []}),
-    collections.Counter("abca"),
-    Side.FRONT,
-    Side.HUGE,
-    Mode.DAY,
-    IntBits.A | IntBits.B,
-    IntBits(0),
-    *Real,
-    Word.HELLO,
-    Pair.ONE,
-    sys.float_info,
+    PlainInt(7), PlainInt(-(2**80)), SpelledInt(7), PlainFloat(0.1), PlainFloat("nan"),
+    PlainFloat("-inf"), SpelledFloat(2.5), SpelledText('plain "é"'), PlainList([1, [2]]),
+    PlainList(), PlainTuple((1, (2,))), PlainTuple(), PlainDict(a=1, b={}), PlainDict(),
+    Point(1, 2.0), collections.OrderedDict([("b", 1), ("a", 2)]),
+    collections.defaultdict(list, {"a": []}), collections.Counter("abca"), Side.FRONT, Side.HUGE,
+    Mode.DAY, IntBits.A | IntBits.B, IntBits(0), *Real, Word.HELLO, Pair.ONE, sys.float_info,
     sys.version_info,
 ]
+# fmt: on
 
+# fmt: off
 REFUSED = [
-    {1, 2},
-    frozenset(),
-    b"bytes",
-    bytearray(b"x"),
-    memoryview(b"x"),
-    array.array("i", [1]),
-    1j,
-    object(),
-    int,
-    len,
-    sys,
-    ...,
-    NotImplemented,
-    range(3),
-    iter([]),
-    (n for n in ()),
-    {}.keys(),
-    {}.items(),
-    types.MappingProxyType({}),
-    types.SimpleNamespace(),
-    collections.deque(),
-    collections.ChainMap(),
-    collections.UserDict(),
-    collections.UserList(),
-    collections.UserString("x"),
-    decimal.Decimal("1.5"),
-    fractions.Fraction(1, 2),
-    datetime.datetime(2024, 5, 1),
-    pathlib.PurePosixPath("x"),
-    uuid.UUID(int=1),
-    Colour.RED,
-    Bits.A,
-    Record(),
-    WithIndex(),
-    lambda: None,
+    {1, 2}, frozenset(), b"bytes", bytearray(b"x"), memoryview(b"x"), array.array("i", [1]), 1j,
+    object(), int, len, sys, ..., NotImplemented, range(3), iter([]), map(str, []), {}.keys(),
+    {}.items(), types.MappingProxyType({}), types.SimpleNamespace(), collections.deque(),
+    collections.ChainMap(), collections.UserDict(), collections.UserList(),
+    collections.UserString("x"), decimal.Decimal("1.5"), fractions.Fraction(1, 2),
+    datetime.datetime(2024, 5, 1), pathlib.PurePosixPath("x"), uuid.UUID(int=1), Colour.RED,
+    Bits.A, Record(), WithIndex(), lambda: None,
 ]
+# fmt: on
 
 
 def name_of(value: object) -> str:
@@ -254,7 +210,13 @@ def test_an_unwritable_value_is_named_in_the_error() -> None:
 
 
 def test_the_first_of_two_unwritable_values_is_the_one_named() -> None:
-    for value in ([b"x", {1}], [{1}, b"x"], {"a": b"x", (): 1}, {(): 1, "a": b"x"}, [{b"k": 1}, {1}]):
+    for value in (
+        [b"x", {1}],
+        [{1}, b"x"],
+        {"a": b"x", (): 1},
+        {(): 1, "a": b"x"},
+        [{b"k": 1}, {1}],
+    ):
         assert_written_alike(dumps, value)
 
 

@@ -10,19 +10,27 @@ import pytest
 from anpr_test_modules import store_internals
 from hypothesis import given, settings
 from hypothesis import strategies as st
-from support.json_cases import any_float, any_key, any_text, assert_written_alike, differing, writable
+
+from support.json_cases import (
+    any_float,
+    any_key,
+    any_text,
+    assert_written_alike,
+    differing,
+    writable,
+)
 
 dumps = store_internals.dumps
 
 
 @given(writable)
-@settings(max_examples=1000, deadline=None)
+@settings(max_examples=600, deadline=None)
 def test_any_value_is_written_alike(value: object) -> None:
     assert_written_alike(dumps, value)
 
 
 @given(any_float)
-@settings(max_examples=1000, deadline=None)
+@settings(max_examples=600, deadline=None)
 def test_any_float_is_written_alike(value: float) -> None:
     assert_written_alike(dumps, value)
     assert_written_alike(dumps, [value, {"c": value, value: 1}])
@@ -74,7 +82,10 @@ def test_powers_and_their_neighbours_are_written_alike() -> None:
         ((), "[]"),
         ([[10, 20, 110, 60]], "[[10, 20, 110, 60]]"),
         (["AB123", "XY-9"], '["AB123", "XY-9"]'),
-        ({"mmc_color": "white", "mmc_type": "sedan"}, '{"mmc_color": "white", "mmc_type": "sedan"}'),
+        (
+            {"mmc_color": "white", "mmc_type": "sedan"},
+            '{"mmc_color": "white", "mmc_type": "sedan"}',
+        ),
         ('a/b"c\\d', '"a/b\\"c\\\\d"'),
         ("\b\f\n\r\t\x00\x1f ~\x7f", '"\\b\\f\\n\\r\\t\\u0000\\u001f ~\\u007f"'),
         ("é☃\U0001f600\ud800", '"\\u00e9\\u2603\\ud83d\\ude00\\ud800"'),
@@ -90,11 +101,25 @@ def test_every_character_of_the_basic_plane_is_written_alike() -> None:
 
 
 def test_characters_above_the_basic_plane_are_written_alike() -> None:
-    assert differing(dumps, json.dumps, (chr(code) for code in range(0x10000, 0x110000, 0x101))) == []
+    assert (
+        differing(dumps, json.dumps, (chr(code) for code in range(0x10000, 0x110000, 0x101))) == []
+    )
 
 
 def test_texts_around_every_internal_width_are_written_alike() -> None:
-    letters = ("a", '"', "\\", "\n", "\x00", "\x7f", "\x80", "\xff", "\u0100", "\ud800", "\U00010000")
+    letters = (
+        "a",
+        '"',
+        "\\",
+        "\n",
+        "\x00",
+        "\x7f",
+        "\x80",
+        "\xff",
+        "\u0100",
+        "\ud800",
+        "\U00010000",
+    )
     values = (
         first * count + second + first * tail
         for first in letters
@@ -144,5 +169,9 @@ def test_containers_of_any_size_are_written_alike(size: int) -> None:
 
 
 def test_what_is_written_is_read_back() -> None:
-    value = {"plates": ["ŠK-1", "京A12345"], "n": [1, 2.5, None, True, 10**30, 1e-320], "e": [{}, []]}
+    value = {
+        "plates": ["ŠK-1", "京A12345"],
+        "n": [1, 2.5, None, True, 10**30, 1e-320],
+        "e": [{}, []],
+    }
     assert store_internals.loads(dumps(value)) == value

@@ -5,6 +5,7 @@ from __future__ import annotations
 from pathlib import Path
 
 import pytest
+
 from support import child_process
 
 # The default file system is one for the process, so each case has a process of its own.
@@ -153,7 +154,7 @@ def test_a_file_system_made_default_by_somebody_else_meets_our_files(tmp_path: P
 
 
 def test_the_version_of_the_file_below_decides_what_is_offered(tmp_path: Path) -> None:
-    # A file system without shared memory cannot do WAL unless it locks exclusively: the answer is its own.
+    # A file system without shared memory cannot do WAL: the answer is its own.
     output = child(
         """
         answers = []
@@ -161,7 +162,8 @@ def test_the_version_of_the_file_below_decides_what_is_offered(tmp_path: Path) -
             make_default(name)
             ours = open_native(path + name)
             theirs = sqlite3.connect(path + name + "2")
-            for sql in ("PRAGMA journal_mode = WAL", "PRAGMA mmap_size = 1000000", "PRAGMA locking_mode = EXCLUSIVE"):
+            for setting in ("journal_mode = WAL", "mmap_size = 9999", "locking_mode = EXCLUSIVE"):
+                sql = f"PRAGMA {setting}"
                 answers.append([tuple(c.execute(sql).fetchone()) for c in (ours, theirs)])
             ours.close()
             theirs.close()

@@ -1,10 +1,11 @@
-"""A connection opened before a fork belongs to the parent: the child must not end its transaction."""
+"""A connection opened before a fork is the parent's: the child must not end its transaction."""
 
 from __future__ import annotations
 
 from pathlib import Path
 
 import pytest
+
 from support import child_process
 
 PROGRAM = """

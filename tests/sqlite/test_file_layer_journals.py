@@ -8,6 +8,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+
 from support.engine_library import open_descriptors
 from support.sql_cases import open_native, open_python
 
@@ -159,7 +160,9 @@ def test_an_attached_file_and_temporary_tables_go_through_the_layer_too(tmp_path
             connection.executemany(f"INSERT INTO {table} VALUES (?)", [(n,) for n in range(500)])
         inside = files(folder)
         connection.commit()
-        rows = connection.execute("SELECT sum(t.v + u.v + w.v) FROM t, u, w WHERE t.v = u.v AND u.v = w.v").fetchone()[0]
+        rows = connection.execute(
+            "SELECT sum(t.v + u.v + w.v) FROM t, u, w WHERE t.v = u.v AND u.v = w.v"
+        ).fetchone()[0]
         ordered = connection.execute("SELECT v FROM t ORDER BY -v LIMIT 3").fetchall()
         connection.close()
         seen.append((inside, rows, [tuple(row) for row in ordered], files(folder)))
@@ -168,7 +171,15 @@ def test_an_attached_file_and_temporary_tables_go_through_the_layer_too(tmp_path
 
 
 def test_the_name_of_the_file_reaches_the_engine_whole(tmp_path: Path) -> None:
-    for name in ("plain.db", "with space.db", "päth.db", "100%.db", "quote'.db", "a" * 200 + ".db", "new\nline.db"):
+    for name in (
+        "plain.db",
+        "with space.db",
+        "päth.db",
+        "100%.db",
+        "quote'.db",
+        "a" * 200 + ".db",
+        "new\nline.db",
+    ):
         connection = open_native(tmp_path / name)
         connection.execute("CREATE TABLE t (v)")
         connection.execute("INSERT INTO t VALUES (1)")

@@ -8,10 +8,11 @@ import sqlite3
 import subprocess
 
 from anpr_test_modules import store_internals
+from zentrope_anpr import zentrope_anpr_server_db as native
+
 from support import child_process
 from support.engine_library import engine_of, loaded_engines
 from support.sql_cases import open_native
-from zentrope_anpr import zentrope_anpr_server_db as native
 
 
 def address(library: str, symbol: str) -> int:
@@ -30,9 +31,13 @@ def test_one_file_of_the_engine_is_loaded() -> None:
 
 def test_the_extension_holds_no_engine_of_its_own() -> None:
     # A static copy would define these names, whether or not it exported them.
-    exported = subprocess.run(["nm", "-D", "--defined-only", native.__file__], capture_output=True, text=True, check=True)
+    exported = subprocess.run(
+        ["nm", "-D", "--defined-only", native.__file__], capture_output=True, text=True, check=True
+    )
     assert "sqlite3_" not in exported.stdout
-    needed = subprocess.run(["readelf", "-d", native.__file__], capture_output=True, text=True, check=True).stdout
+    needed = subprocess.run(
+        ["readelf", "-d", native.__file__], capture_output=True, text=True, check=True
+    ).stdout
     assert "libsqlite3.so.0" in needed
     assert "RPATH" not in needed
     assert "RUNPATH" not in needed

@@ -8,7 +8,8 @@ from contextlib import contextmanager
 from typing import Any
 
 import pytest
-from support.sql_cases import assert_alike, open_native
+
+from support.sql_cases import assert_alike, id_of, open_native
 
 
 class Plate:
@@ -80,7 +81,9 @@ def raises(error: BaseException) -> Callable[[Any], Any]:
 def assert_bound_alike(value: Any) -> None:
     assert_alike(lambda c: c.execute("SELECT ?, typeof(?)", (value, value)).fetchall())
     assert_alike(lambda c: c.execute("SELECT :v", {"v": value}).fetchall())
-    assert_alike(lambda c: c.executemany("INSERT INTO t VALUES (?)", [(value,)]), setup="CREATE TABLE t (v)")
+    assert_alike(
+        lambda c: c.executemany("INSERT INTO t VALUES (?)", [(value,)]), setup="CREATE TABLE t (v)"
+    )
 
 
 ADAPTERS: dict[str, Any] = {
@@ -109,9 +112,22 @@ def test_a_registered_adapter(name: str) -> None:
         assert_bound_alike(PlateSubclass("AB123"))
 
 
-@pytest.mark.parametrize("kind", [int, float, str, bytes, bytearray, bool, type(None), list, dict, Plate])
+@pytest.mark.parametrize(
+    "kind", [int, float, str, bytes, bytearray, bool, type(None), list, dict, Plate]
+)
 def test_an_adapter_for_any_type(kind: type) -> None:
-    values = [7, 2.5, "text", b"bytes", bytearray(b"array"), True, None, [1], {"a": 1}, IntThatConforms(3)]
+    values = [
+        7,
+        2.5,
+        "text",
+        b"bytes",
+        bytearray(b"array"),
+        True,
+        None,
+        [1],
+        {"a": 1},
+        IntThatConforms(3),
+    ]
     with registered(kind, lambda value: f"adapted {value!r}"):
         for value in values:
             assert_bound_alike(value)
@@ -119,13 +135,15 @@ def test_an_adapter_for_any_type(kind: type) -> None:
         assert_bound_alike(value)
 
 
+# fmt: off
 ANSWERS = [
-    *("text", 5, 2.5, b"x", None, [], {}, object, 2**70, "\ud800", Plate("x")),
-    *(TypeError("conform"), ValueError("conform"), KeyError("conform"), AttributeError("conform")),
+    "text", 5, 2.5, b"x", None, [], {}, object, 2**70, "\ud800", Plate("x"), TypeError("conform"),
+    ValueError("conform"), KeyError("conform"), AttributeError("conform"),
 ]
+# fmt: on
 
 
-@pytest.mark.parametrize("answer", ANSWERS, ids=repr)
+@pytest.mark.parametrize("answer", ANSWERS, ids=id_of)
 def test_an_object_that_conforms(answer: Any) -> None:
     assert_bound_alike(Conforms(answer))
 
@@ -215,7 +233,7 @@ def test_an_adapter_that_closes_the_connection_gets_an_error() -> None:
         connection.execute("CREATE TABLE t (v)")
 
         def adapter(value: Plate) -> str:
-            close(connection)  # noqa: B023 - used before the next turn
+            close(connection)  # noqa: B023
             return "after"
 
         with registered(Plate, adapter), pytest.raises(sqlite3.ProgrammingError):
@@ -227,7 +245,7 @@ def test_an_adapter_that_changes_the_list_it_is_bound_from() -> None:
         values: list[Any] = []
 
         def adapter(value: Plate) -> str:
-            if shorten:  # noqa: B023 - used before the next turn
+            if shorten:  # noqa: B023
                 values.clear()  # noqa: B023
             else:
                 values[1] = "changed"  # noqa: B023

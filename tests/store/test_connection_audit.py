@@ -5,6 +5,7 @@ from __future__ import annotations
 from pathlib import Path
 
 import pytest
+
 from support import child_process
 
 # An audit hook stays for the life of a process, so each case has one of its own.

@@ -8,6 +8,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+
 from support.sql_cases import assert_alike, open_native, outcome
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3);"

@@ -1,4 +1,4 @@
-"""Statements run by the connection's execute, executemany and executescript, beside Python's connection."""
+"""Statements run by execute, executemany and executescript, beside Python's connection."""
 
 from __future__ import annotations
 
@@ -6,11 +6,13 @@ import sqlite3
 from typing import Any
 
 import pytest
+
 from support.sql_cases import assert_alike
 
 SETUP = """
 CREATE TABLE t (id INTEGER PRIMARY KEY, name TEXT UNIQUE, n REAL NOT NULL DEFAULT 0, b BLOB);
-INSERT INTO t (id, name, n, b) VALUES (1, 'one', 1.5, x'00ff'), (2, 'two', 2, NULL), (3, 'three', 3, x'');
+INSERT INTO t (id, name, n, b) VALUES
+    (1, 'one', 1.5, x'00ff'), (2, 'two', 2, NULL), (3, 'three', 3, x'');
 """
 
 # fmt: off
@@ -19,34 +21,46 @@ STATEMENTS = (
     "SELECT id AS a, id AS a, id AS A FROM t", "SELECT 1 AS \"\", 2 AS \" \", 3 AS \"a [b]\"",
     "VALUES (1, 2), (3, 4)", "WITH c(x) AS (VALUES (1), (2)) SELECT x FROM c",
     "SELECT 9223372036854775807, -9223372036854775808, 9223372036854775808, 1e999, -1e999, 5e-324",
-    "SELECT 'a' || char(0) || 'b'", "SELECT 'é☃\U0001f600'", "SELECT max(id) FROM t", "SELECT count(*) FROM t",
-    "INSERT INTO t (name) VALUES ('four')", "INSERT INTO t SELECT id + 10, name || 'x', n, b FROM t",
-    "INSERT OR IGNORE INTO t (id) VALUES (1)", "INSERT OR REPLACE INTO t (id, name) VALUES (1, 'uno')",
-    "REPLACE INTO t (id, name) VALUES (2, 'dos')", "UPDATE t SET n = n + 1", "UPDATE t SET n = 0 WHERE id = 99",
-    "UPDATE OR IGNORE t SET name = 'one'", "DELETE FROM t WHERE id > 1", "DELETE FROM t",
-    "INSERT INTO t (name) VALUES ('r') RETURNING id, name", "UPDATE t SET n = 5 RETURNING id", "DELETE FROM t RETURNING *",
-    "INSERT INTO t (name) VALUES ('r') ON CONFLICT DO NOTHING", "insert into t default values",
-    "  \n\t INSERT INTO t (name) VALUES ('blank')", "-- c\nINSERT INTO t (name) VALUES ('commented')",
-    "/* c */ INSERT INTO t (name) VALUES ('c')", "/* -- */ -- /*\n UPDATE t SET n = 1", "/**/REPLACE INTO t (id) VALUES (5)",
-    "WITH c AS (SELECT 1) INSERT INTO t (name) SELECT 'cte' FROM c", "EXPLAIN INSERT INTO t (name) VALUES ('x')",
-    "CREATE TABLE u (x)", "CREATE TABLE IF NOT EXISTS t (x)", "DROP TABLE t", "ALTER TABLE t ADD COLUMN x",
-    "CREATE INDEX i ON t (n)", "CREATE TEMP TABLE v (x)", "CREATE VIEW w AS SELECT id FROM t", "CREATE TABLE u AS SELECT * FROM t",
-    "CREATE TRIGGER g AFTER INSERT ON t BEGIN UPDATE t SET n = 9; END",
-    "BEGIN", "BEGIN IMMEDIATE", "COMMIT", "ROLLBACK", "END", "SAVEPOINT s", "RELEASE s", "VACUUM", "ANALYZE", "REINDEX",
-    "ATTACH ':memory:' AS m", "DETACH m", "PRAGMA user_version", "PRAGMA user_version = 7", "PRAGMA table_info(t)",
-    "PRAGMA foreign_keys", "PRAGMA foreign_keys = ON", "PRAGMA busy_timeout", "PRAGMA busy_timeout = 10",
-    "PRAGMA integrity_check", "PRAGMA nonsense", "PRAGMA encoding", "PRAGMA database_list",
-    "", " ", "\n\t ", ";", ";;", " ; ; ", "-- only a comment", "/* only a comment */", "/* open", "--", "/", "-",
-    "SELECT 1;", "SELECT 1; ", "SELECT 1;;", "SELECT 1; -- c", "SELECT 1; /* c */", "SELECT 1 -- c", "SELECT 1; /* open",
-    "SELECT 1; SELECT 2", "SELECT 1; garbage", "SELECT 1;\n-- c\n SELECT 2", "; SELECT 1", "-- c\n; SELECT 1", "SELECT 1; -",
-    "SELECT 1; /* a */ -- b\n /* c */ ", "SELECT 1; /", "INSERT INTO t (name) VALUES ('a'); DELETE FROM t", "SELECT 1;;;x",
-    "SELEC 1", "SELECT", "SELECT * FROM missing", "SELECT missing FROM t", "INSERT INTO t (missing) VALUES (1)", "SELECT 'open",
-    "SELECT \"open", "SELECT (1", "SELECT 1)", "SELECT x'0'", "SELECT @", "SELECT #", "SELECT nofunction(1)", "SELECT abs()",
-    "INSERT INTO t (id) VALUES (1)", "INSERT INTO t (name) VALUES ('one')", "INSERT INTO t (n) VALUES (NULL)", "INSERT INTO t (id) VALUES ('x')",
-    "INSERT OR ROLLBACK INTO t (id) VALUES (1)", "INSERT OR FAIL INTO t (id) VALUES (4), (1), (5)", "INSERT OR ABORT INTO t (id) VALUES (4), (1)",
-    "SELECT abs(-9223372036854775808)", "SELECT 1 LIMIT 'x'", "SELECT zeroblob(2000000000)", "SELECT CAST(x'ff' AS TEXT)",
-    "SELECT CAST(x'c3a9' AS TEXT), CAST(x'eda080' AS TEXT)", "SELECT CAST(x'ff' AS TEXT) AS \"n\"", "SELECT load_extension('x')",
-    "SELECT json('x')", "SELECT json_extract('{\"a\": 1}', '$.a')", "CREATE TABLE t (x)", "CREATE TABLE sqlite_x (x)",
+    "SELECT 'a' || char(0) || 'b'", "SELECT 'é☃\U0001f600'", "SELECT max(id) FROM t",
+    "SELECT count(*) FROM t", "INSERT INTO t (name) VALUES ('four')",
+    "INSERT INTO t SELECT id + 10, name || 'x', n, b FROM t",
+    "INSERT OR IGNORE INTO t (id) VALUES (1)",
+    "INSERT OR REPLACE INTO t (id, name) VALUES (1, 'uno')",
+    "REPLACE INTO t (id, name) VALUES (2, 'dos')", "UPDATE t SET n = n + 1",
+    "UPDATE t SET n = 0 WHERE id = 99", "UPDATE OR IGNORE t SET name = 'one'",
+    "DELETE FROM t WHERE id > 1", "DELETE FROM t",
+    "INSERT INTO t (name) VALUES ('r') RETURNING id, name", "UPDATE t SET n = 5 RETURNING id",
+    "DELETE FROM t RETURNING *", "INSERT INTO t (name) VALUES ('r') ON CONFLICT DO NOTHING",
+    "insert into t default values", "  \n\t INSERT INTO t (name) VALUES ('blank')",
+    "-- c\nINSERT INTO t (name) VALUES ('commented')", "/* c */ INSERT INTO t (name) VALUES ('c')",
+    "/* -- */ -- /*\n UPDATE t SET n = 1", "/**/REPLACE INTO t (id) VALUES (5)",
+    "WITH c AS (SELECT 1) INSERT INTO t (name) SELECT 'cte' FROM c",
+    "EXPLAIN INSERT INTO t (name) VALUES ('x')", "CREATE TABLE u (x)",
+    "CREATE TABLE IF NOT EXISTS t (x)", "DROP TABLE t", "ALTER TABLE t ADD COLUMN x",
+    "CREATE INDEX i ON t (n)", "CREATE TEMP TABLE v (x)", "CREATE VIEW w AS SELECT id FROM t",
+    "CREATE TABLE u AS SELECT * FROM t",
+    "CREATE TRIGGER g AFTER INSERT ON t BEGIN UPDATE t SET n = 9; END", "BEGIN", "BEGIN IMMEDIATE",
+    "COMMIT", "ROLLBACK", "END", "SAVEPOINT s", "RELEASE s", "VACUUM", "ANALYZE", "REINDEX",
+    "ATTACH ':memory:' AS m", "DETACH m", "PRAGMA user_version", "PRAGMA user_version = 7",
+    "PRAGMA table_info(t)", "PRAGMA foreign_keys", "PRAGMA foreign_keys = ON",
+    "PRAGMA busy_timeout", "PRAGMA busy_timeout = 10", "PRAGMA integrity_check", "PRAGMA nonsense",
+    "PRAGMA encoding", "PRAGMA database_list", "", " ", "\n\t ", ";", ";;", " ; ; ",
+    "-- only a comment", "/* only a comment */", "/* open", "--", "/", "-", "SELECT 1;",
+    "SELECT 1; ", "SELECT 1;;", "SELECT 1; -- c", "SELECT 1; /* c */", "SELECT 1 -- c",
+    "SELECT 1; /* open", "SELECT 1; SELECT 2", "SELECT 1; garbage", "SELECT 1;\n-- c\n SELECT 2",
+    "; SELECT 1", "-- c\n; SELECT 1", "SELECT 1; -", "SELECT 1; /* a */ -- b\n /* c */ ",
+    "SELECT 1; /", "INSERT INTO t (name) VALUES ('a'); DELETE FROM t", "SELECT 1;;;x", "SELEC 1",
+    "SELECT", "SELECT * FROM missing", "SELECT missing FROM t",
+    "INSERT INTO t (missing) VALUES (1)", "SELECT 'open", "SELECT \"open", "SELECT (1",
+    "SELECT 1)", "SELECT x'0'", "SELECT @", "SELECT #", "SELECT nofunction(1)", "SELECT abs()",
+    "INSERT INTO t (id) VALUES (1)", "INSERT INTO t (name) VALUES ('one')",
+    "INSERT INTO t (n) VALUES (NULL)", "INSERT INTO t (id) VALUES ('x')",
+    "INSERT OR ROLLBACK INTO t (id) VALUES (1)", "INSERT OR FAIL INTO t (id) VALUES (4), (1), (5)",
+    "INSERT OR ABORT INTO t (id) VALUES (4), (1)", "SELECT abs(-9223372036854775808)",
+    "SELECT 1 LIMIT 'x'", "SELECT zeroblob(2000000000)", "SELECT CAST(x'ff' AS TEXT)",
+    "SELECT CAST(x'c3a9' AS TEXT), CAST(x'eda080' AS TEXT)", "SELECT CAST(x'ff' AS TEXT) AS \"n\"",
+    "SELECT load_extension('x')", "SELECT json('x')", "SELECT json_extract('{\"a\": 1}', '$.a')",
+    "CREATE TABLE t (x)", "CREATE TABLE sqlite_x (x)",
 )
 # fmt: on
 
@@ -83,8 +97,8 @@ def test_execute_under_another_isolation_level(sql: str, level: str | None) -> N
 @pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
 def test_executemany_of_no_one_and_two_rows(sql: str) -> None:
     for rows in ([], [()], [(), ()]):
-        assert_alike(lambda c, rows=rows: c.executemany(sql, rows), setup=SETUP)
-        assert_alike(lambda c, rows=rows: c.executemany(sql, rows).fetchall(), setup=SETUP)
+        assert_alike(lambda c, rows: c.executemany(sql, rows), rows, setup=SETUP)
+        assert_alike(lambda c, rows: c.executemany(sql, rows).fetchall(), rows, setup=SETUP)
 
 
 @pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
@@ -99,7 +113,17 @@ def test_executescript(sql: str) -> None:
     assert_alike(after_an_insert, setup=SETUP)
 
 
-NOT_SQL = [None, 1, 1.5, b"SELECT 1", bytearray(b"SELECT 1"), ["SELECT 1"], ("SELECT 1",), object, ...]
+NOT_SQL = [
+    None,
+    1,
+    1.5,
+    b"SELECT 1",
+    bytearray(b"SELECT 1"),
+    ["SELECT 1"],
+    ("SELECT 1",),
+    object,
+    ...,
+]
 ODD_SQL = [
     "\0SELECT 1",
     "SELECT 1\0",
@@ -217,7 +241,9 @@ def test_the_same_statement_in_two_cursors_at_once() -> None:
 def test_many_different_statements_on_one_connection() -> None:
     def steps(connection: Any) -> Any:
         held = [connection.execute(f"SELECT {n} AS c{n}, id FROM t") for n in range(300)]
-        return [cursor.fetchone() for cursor in held], [cursor.fetchall() for cursor in reversed(held)]
+        return [cursor.fetchone() for cursor in held], [
+            cursor.fetchall() for cursor in reversed(held)
+        ]
 
     assert_alike(steps, setup=SETUP)
 

@@ -8,6 +8,7 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
+
 from support.sql_cases import assert_alike, open_native
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3);"
@@ -18,9 +19,17 @@ STEPS: dict[str, Callable[[Any, Any], Any]] = {
     "fetchall on the cursor": lambda connection, cursor: cursor.fetchall(),
     "next on the cursor": lambda connection, cursor: next(cursor, "end"),
     "close the cursor": lambda connection, cursor: cursor.close(),
-    "look at the cursor": lambda connection, cursor: (cursor.description, cursor.rowcount, cursor.lastrowid),
-    "execute on the connection": lambda connection, cursor: connection.execute("SELECT 5 AS x").fetchall(),
-    "change on the connection": lambda connection, cursor: connection.execute("INSERT INTO t VALUES (7)").rowcount,
+    "look at the cursor": lambda connection, cursor: (
+        cursor.description,
+        cursor.rowcount,
+        cursor.lastrowid,
+    ),
+    "execute on the connection": lambda connection, cursor: connection.execute(
+        "SELECT 5 AS x"
+    ).fetchall(),
+    "change on the connection": lambda connection, cursor: (
+        connection.execute("INSERT INTO t VALUES (7)").rowcount
+    ),
     "commit": lambda connection, cursor: connection.commit(),
     "rollback": lambda connection, cursor: connection.rollback(),
     "in_transaction": lambda connection, cursor: connection.in_transaction,
@@ -123,7 +132,9 @@ def test_a_statement_inside_a_call_of_its_own_cursor_is_refused(outer: str, inne
     class Value:
         def __conform__(self, protocol: Any) -> Any:
             with pytest.raises(sqlite3.ProgrammingError) as caught:
-                cursor.execute("SELECT 1") if inner == "execute" else cursor.executemany("DELETE FROM t", [()])
+                cursor.execute("SELECT 1") if inner == "execute" else cursor.executemany(
+                    "DELETE FROM t", [()]
+                )
             texts.append(str(caught.value))
             return 5
 
@@ -145,7 +156,9 @@ def test_another_statement_on_the_cursor_that_reads_its_rows_is_refused(inner: s
     def rows() -> Any:
         yield (10,)
         with pytest.raises(sqlite3.ProgrammingError) as caught:
-            cursor.execute("SELECT 1") if inner == "execute" else cursor.executemany("DELETE FROM t", [()])
+            cursor.execute("SELECT 1") if inner == "execute" else cursor.executemany(
+                "DELETE FROM t", [()]
+            )
         texts.append(str(caught.value))
         yield (11,)
 
@@ -182,7 +195,7 @@ def test_an_object_that_uses_the_connection_when_it_dies() -> None:
                 return row
 
             def __del__(self) -> None:
-                connection.row_factory = None  # noqa: B023 - or each row read here would be another
+                connection.row_factory = None  # noqa: B023
                 try:
                     seen.append(connection.execute("SELECT count(*) FROM t").fetchone()[0])  # noqa: B023
                     connection.commit()  # noqa: B023

@@ -3,13 +3,18 @@
 from __future__ import annotations
 
 import sqlite3
-from collections import namedtuple
-from typing import Any
+from typing import Any, NamedTuple
 
 import pytest
+
 from support.sql_cases import NativeRow, assert_alike, open_native
 
 ROWS = "SELECT 1 AS a, 'x' AS b UNION ALL SELECT 2, 'y' UNION ALL SELECT 3, 'z'"
+
+
+class Named(NamedTuple):
+    a: object
+    b: object
 
 
 def as_dict(cursor: Any, row: tuple) -> dict:
@@ -49,7 +54,7 @@ FACTORIES: dict[str, Any] = {
     "callable": Callable(),
     "tuple type": tuple,
     "list type": list,
-    "named tuple": namedtuple("Named", "a b"),
+    "named tuple": Named,
     "fails": fails,
     "fails on the second": fails_on_the_second,
     "takes nothing": lambda: None,
@@ -123,7 +128,12 @@ def test_rows_after_a_failing_factory() -> None:
 def test_the_factory_is_called_with_the_cursor_itself() -> None:
     connection = open_native()
     seen = []
-    connection.row_factory = lambda cursor, row: seen.append((cursor, row)) or row
+
+    def factory(cursor: Any, row: tuple) -> tuple:
+        seen.append((cursor, row))
+        return row
+
+    connection.row_factory = factory
     cursor = connection.execute(ROWS)
     cursor.fetchall()
     assert [(given is cursor, type(row)) for given, row in seen] == [(True, tuple)] * 3
@@ -218,5 +228,8 @@ def test_a_factory_that_drops_the_last_references() -> None:
 
 
 def test_setting_what_a_factory_may_not_be() -> None:
-    assert_alike(lambda c: setattr(c, "row_factory", 5))
-    assert_alike(lambda c: (setattr(c, "row_factory", 5), c.execute("SELECT 1"))[0])
+    def steps(connection: Any) -> Any:
+        connection.row_factory = 5
+        return connection.execute("SELECT 1"), connection.row_factory
+
+    assert_alike(steps)

@@ -1,4 +1,4 @@
-"""A connection belongs to the thread that opened it; other threads are refused with Python's text."""
+"""A connection belongs to the thread that opened it; others are refused with Python's text."""
 
 from __future__ import annotations
 
@@ -9,6 +9,7 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
+
 from support.sql_cases import describe, open_native, open_python, outcome
 
 USES: dict[str, Callable[[Any, Any], Any]] = {
@@ -22,12 +23,18 @@ USES: dict[str, Callable[[Any, Any], Any]] = {
     "close": lambda connection, cursor: connection.close(),
     "enter": lambda connection, cursor: connection.__enter__(),
     "exit": lambda connection, cursor: connection.__exit__(None, None, None),
-    "exit with an error": lambda connection, cursor: connection.__exit__(ValueError, ValueError(), None),
+    "exit with an error": lambda connection, cursor: connection.__exit__(
+        ValueError, ValueError(), None
+    ),
     "in_transaction": lambda connection, cursor: connection.in_transaction,
     "total_changes": lambda connection, cursor: connection.total_changes,
     "isolation_level": lambda connection, cursor: connection.isolation_level,
-    "set isolation_level": lambda connection, cursor: setattr(connection, "isolation_level", "IMMEDIATE"),
-    "set isolation_level none": lambda connection, cursor: setattr(connection, "isolation_level", None),
+    "set isolation_level": lambda connection, cursor: setattr(
+        connection, "isolation_level", "IMMEDIATE"
+    ),
+    "set isolation_level none": lambda connection, cursor: setattr(
+        connection, "isolation_level", None
+    ),
     "row_factory": lambda connection, cursor: connection.row_factory,
     "set row_factory": lambda connection, cursor: setattr(connection, "row_factory", None),
     "cursor.execute": lambda connection, cursor: cursor.execute("SELECT 1"),
@@ -70,7 +77,10 @@ def test_use_from_another_thread(use: str) -> None:
 
     ours, theirs = on_another_thread(use_both)
     assert ours == theirs
-    if use not in ("cursor.execute", "cursor.executemany"):  # Python drops the rows of the refused cursor
+    if use not in (
+        "cursor.execute",
+        "cursor.executemany",
+    ):  # Python drops the rows of the refused cursor
         rows = [describe(cursor.fetchall()) for _, cursor in opened]
         assert rows[0] == rows[1]
     for connection, _ in opened:
@@ -98,28 +108,33 @@ def test_the_text_names_both_threads() -> None:
     connection.close()
 
 
-def test_the_thread_is_checked_before_a_closed_connection_is_named() -> None:
-    seen = []
-    opened = [open_native(), open_python()]
-    cursors = [connection.cursor() for connection in opened]
-    for connection in opened:
+# fmt: off
+USES_OF_CLOSED = (
+    "commit", "close", "execute", "cursor.fetchone", "cursor.execute", "cursor.close",
+    "set isolation_level none",
+)
+# fmt: on
+
+
+@pytest.mark.parametrize("use", USES_OF_CLOSED)
+def test_the_thread_is_checked_before_a_closed_connection_is_named(use: str) -> None:
+    opened = []
+    for open_one in (open_native, open_python):
+        connection = open_one()
+        opened.append((connection, connection.cursor()))
         connection.close()
-    for use in ("commit", "close", "execute", "cursor.fetchone", "cursor.execute", "cursor.close", "set isolation_level none"):
-        seen.append(
-            on_another_thread(
-                lambda use=use: [
-                    outcome(USES[use], connection, cursor)
-                    for connection, cursor in zip(opened, cursors, strict=True)
-                ]
-            )
-        )
-    for ours, theirs in seen:
-        assert ours == theirs
+    ours, theirs = on_another_thread(lambda: [outcome(USES[use], *pair) for pair in opened])
+    assert ours == theirs
 
 
 def test_rows_may_be_read_on_any_thread() -> None:
-    rows = [open_one().execute("SELECT 1 AS a, 'x' AS b").fetchone() for open_one in (open_native, open_python)]
-    ours, theirs = on_another_thread(lambda: [(describe(row), row["A"], row[1], len(row), row == row) for row in rows])
+    rows = [
+        open_one().execute("SELECT 1 AS a, 'x' AS b").fetchone()
+        for open_one in (open_native, open_python)
+    ]
+    ours, theirs = on_another_thread(
+        lambda: [(describe(row), row["A"], row[1], len(row), row == row) for row in rows]
+    )
     assert ours == theirs
 
 

@@ -6,7 +6,8 @@ import sqlite3
 from typing import Any
 
 import pytest
-from support.sql_cases import assert_alike, open_native
+
+from support.sql_cases import assert_alike, id_of, open_native
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3), (4), (5);"
 SELECT = "SELECT v FROM t"
@@ -17,20 +18,25 @@ class WithIndex:
         return 2
 
 
+# fmt: off
 SIZES = [
-    *(0, 1, 2, 4, 5, 6, 100, -1, -5, True, False, 2**31 - 1, 2**31, 2**32, 2**63, 2**64, -(2**31) - 1),
-    *(1.0, 2.5, "2", None, b"2", [], WithIndex()),
+    0, 1, 2, 4, 5, 6, 100, -1, -5, True, False, 2**31 - 1, 2**31, 2**32, 2**63, 2**64,
+    -(2**31) - 1, 1.0, 2.5, "2", None, b"2", [], WithIndex(),
 ]
+# fmt: on
 
 
-@pytest.mark.parametrize("size", SIZES, ids=lambda value: f"{type(value).__name__}-{value!r}"[:40])
+@pytest.mark.parametrize("size", SIZES, ids=id_of)
 def test_fetchmany_of_any_size(size: Any) -> None:
     assert_alike(lambda c: c.execute(SELECT).fetchmany(size), setup=SETUP)
     assert_alike(lambda c: c.execute(SELECT).fetchmany(size=size), setup=SETUP)
-    assert_alike(lambda c: (cursor := c.execute(SELECT), cursor.fetchmany(size), cursor.fetchall())[1:], setup=SETUP)
+    assert_alike(
+        lambda c: (cursor := c.execute(SELECT), cursor.fetchmany(size), cursor.fetchall())[1:],
+        setup=SETUP,
+    )
 
 
-@pytest.mark.parametrize("size", SIZES, ids=lambda value: f"{type(value).__name__}-{value!r}"[:40])
+@pytest.mark.parametrize("size", SIZES, ids=id_of)
 def test_an_arraysize_of_any_value(size: Any) -> None:
     def steps(connection: Any) -> Any:
         cursor = connection.execute(SELECT)
@@ -122,7 +128,13 @@ def test_an_error_among_the_rows_comes_when_it_is_reached() -> None:
 
 
 @pytest.mark.parametrize(
-    "text", ["CAST(x'ff' AS TEXT)", "CAST(x'61ff62' AS TEXT)", "CAST(x'eda080' AS TEXT)", "CAST(x'c3' AS TEXT)"]
+    "text",
+    [
+        "CAST(x'ff' AS TEXT)",
+        "CAST(x'61ff62' AS TEXT)",
+        "CAST(x'eda080' AS TEXT)",
+        "CAST(x'c3' AS TEXT)",
+    ],
 )
 def test_a_text_that_is_no_utf8_fails_where_it_is_read(text: str) -> None:
     sql = f"SELECT v, CASE v WHEN 3 THEN {text} ELSE 'fine' END AS word FROM t"
@@ -144,7 +156,7 @@ def test_a_text_that_is_no_utf8_fails_where_it_is_read(text: str) -> None:
 def test_a_text_that_is_no_utf8_as_the_name_of_a_column() -> None:
     def steps(connection: Any) -> Any:
         connection.execute("PRAGMA writable_schema = ON")
-        return connection.execute("SELECT 1 AS \"caf\u00e9\", 2 AS \"\U0001f600\"").fetchall()
+        return connection.execute('SELECT 1 AS "caf\u00e9", 2 AS "\U0001f600"').fetchall()
 
     assert_alike(steps)
 
@@ -181,7 +193,7 @@ def test_a_new_statement_on_a_cursor_with_rows_left() -> None:
 def test_many_rows_of_every_kind(count: int) -> None:
     sql = (
         "WITH RECURSIVE c(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM c WHERE n < ?) "
-        "SELECT n, n * 0.1 AS r, printf('text %d é', n) AS s, CAST(n AS BLOB) AS b, NULL AS z FROM c"
+        "SELECT n, n * 0.1 AS r, printf('%d é', n) AS s, CAST(n AS BLOB) AS b, NULL AS z FROM c"
     )
     assert_alike(lambda c: [tuple(row) for row in c.execute(sql, (count,))])
     assert_alike(lambda c: [tuple(row) for row in c.execute(sql, (count,)).fetchall()])
@@ -191,7 +203,9 @@ def test_many_rows_of_every_kind(count: int) -> None:
 @pytest.mark.parametrize("size", [0, 1, 1000, 1 << 20, 3 << 20])
 def test_large_texts_and_blobs(size: int) -> None:
     def steps(connection: Any) -> Any:
-        rows = connection.execute("SELECT ?, ?, 'end' UNION ALL SELECT ?, ?, 'end'", ("é" * size, b"\0" * size) * 2).fetchall()
+        rows = connection.execute(
+            "SELECT ?, ?, 'end' UNION ALL SELECT ?, ?, 'end'", ("é" * size, b"\0" * size) * 2
+        ).fetchall()
         return [(len(row[0]), len(row[1]), row[2], row[0][-5:], row[1][-5:]) for row in rows]
 
     assert_alike(steps)

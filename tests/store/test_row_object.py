@@ -10,9 +10,13 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
-from support.sql_cases import NativeRow, assert_alike, open_native
 
-SELECT = "SELECT 1 AS id, 'AB123' AS plate, 2.5 AS Confidence, NULL AS \"é\", x'00' AS b, 7 AS \"with space\", 8 AS id, 9 AS \"\""
+from support.sql_cases import NativeRow, assert_alike, id_of, open_native
+
+SELECT = """
+SELECT 1 AS id, 'AB123' AS plate, 2.5 AS Confidence, NULL AS "é", x'00' AS b,
+    7 AS "with space", 8 AS id, 9 AS ""
+"""
 
 
 class TextSubclass(str):
@@ -48,23 +52,25 @@ class IntSubclass(int):
 
 # fmt: off
 INDEXES: list[Any] = [
-    0, 1, 7, 8, 9, 100, -1, -8, -9, -100, True, False, 2**31, 2**63, 2**100, -(2**63), -(2**100), IntSubclass(1),
-    "id", "ID", "Id", "plate", "PLATE", "confidence", "CONFIDENCE", "é", "É", "b", "with space", "WITH SPACE", "",
-    "missing", "id ", " id", "i", "idx", "id\0", "\0", "\ud800", "ı", "ﬁ", "K", "plate\u0301", TextSubclass("plate"),
-    TextSubclass("other"), TextSubclass("PLATE"), TextEqualToAll("nothing"), TextEqualToAll("plate"),
-    slice(None), slice(0), slice(1, 3), slice(None, None, -1), slice(-3, None), slice(5, 2), slice(0, 100, 3), slice(1, 2, 0),
-    slice("a"), slice(WithIndex(1), WithIndex(3)), slice(2**100), slice(None, None, 2**70), slice(1.5),
-    None, 1.0, 0.0, b"id", (), (0,), [0], {}, object(), ..., WithIndex(1), WithIndex(-1), WithIndex("x"), WithIndex(LookupError("index")),
+    0, 1, 7, 8, 9, 100, -1, -8, -9, -100, True, False, 2**31, 2**63, 2**100, -(2**63), -(2**100),
+    IntSubclass(1), "id", "ID", "Id", "plate", "PLATE", "confidence", "CONFIDENCE", "é", "É", "b",
+    "with space", "WITH SPACE", "", "missing", "id ", " id", "i", "idx", "id\0", "\0", "\ud800",
+    "ı", "ﬁ", "K", "plate\u0301", TextSubclass("plate"), TextSubclass("other"),
+    TextSubclass("PLATE"), TextEqualToAll("nothing"), TextEqualToAll("plate"), slice(None),
+    slice(0), slice(1, 3), slice(None, None, -1), slice(-3, None), slice(5, 2), slice(0, 100, 3),
+    slice(1, 2, 0), slice("a"), slice(WithIndex(1), WithIndex(3)), slice(2**100),
+    slice(None, None, 2**70), slice(1.5), None, 1.0, 0.0, b"id", (), (0,), [0], {}, object(), ...,
+    WithIndex(1), WithIndex(-1), WithIndex("x"), WithIndex(LookupError("index")),
 ]
 # fmt: on
 
 
-@pytest.mark.parametrize("index", INDEXES, ids=lambda value: ascii(value)[:40])
+@pytest.mark.parametrize("index", INDEXES, ids=id_of)
 def test_any_index(index: Any) -> None:
     assert_alike(lambda c: c.execute(SELECT).fetchone()[index])
 
 
-@pytest.mark.parametrize("index", INDEXES, ids=lambda value: ascii(value)[:40])
+@pytest.mark.parametrize("index", INDEXES, ids=id_of)
 def test_any_index_of_a_row_without_special_names(index: Any) -> None:
     assert_alike(lambda c: c.execute("SELECT 1 AS plate").fetchone()[index])
 
@@ -117,7 +123,7 @@ USES: dict[str, Callable[[Any], Any]] = {
     "delete item": lambda row: operator.delitem(row, 0),
     "set attribute": lambda row: setattr(row, "other", 1),
     "add": lambda row: row + row,
-    "add tuple": lambda row: row + (1,),
+    "add tuple": lambda row: row + tuple(row),
     "multiply": lambda row: row * 2,
     "less": lambda row: row < row,
     "less than tuple": lambda row: row < tuple(row),
@@ -133,8 +139,8 @@ USES: dict[str, Callable[[Any], Any]] = {
         issubclass(type(row), collections.abc.Sequence),
     ),
     "operator.index": lambda row: operator.length_hint(row),
-    "format": lambda row: "{0[id]} {0[plate]} {0[1]}".format(row),
-    "percent": lambda row: "%(id)s" % row,
+    "format": lambda row: "{0[id]} {0[plate]} {0[1]}".format(row),  # noqa: UP032
+    "percent": lambda row: "%(id)s" % row,  # noqa: UP031
     "format map": lambda row: "{plate}".format_map(row),
     "str of it holds its type": lambda row: "Row object at" in str(row),
 }
@@ -168,7 +174,7 @@ def matched(row: Any) -> Any:
 
 def test_rows_match_the_patterns_that_they_match_in_python() -> None:
     for sql in (SELECT, "SELECT 1 AS id", "SELECT 2 AS id, 3 AS b", "SELECT 'ab' AS x, 1 AS y"):
-        assert_alike(lambda c, sql=sql: matched(c.execute(sql).fetchone()))
+        assert_alike(lambda c, sql: matched(c.execute(sql).fetchone()), sql)
 
 
 PAIRS = [
@@ -198,7 +204,11 @@ def test_two_rows_are_equal_when_names_and_values_are(pair: tuple[str, str]) -> 
 def test_rows_of_one_fetch_compare_by_their_values() -> None:
     def steps(connection: Any) -> Any:
         rows = connection.execute("SELECT 1 AS a UNION ALL SELECT 2 UNION ALL SELECT 1").fetchall()
-        return [[left == right for left in rows] for right in rows], len(set(rows)), rows.index(rows[2])
+        return (
+            [[left == right for left in rows] for right in rows],
+            len(set(rows)),
+            rows.index(rows[2]),
+        )
 
     assert_alike(steps)
 
@@ -245,6 +255,6 @@ def test_a_row_keeps_its_names_when_the_cursor_goes_on() -> None:
 def test_the_rows_of_one_statement_share_their_names() -> None:
     connection = open_native()
     first, second = connection.execute("SELECT 1 AS a UNION ALL SELECT 2").fetchall()
-    assert [id(name) for name in first.keys()] == [id(name) for name in second.keys()]
+    assert list(map(id, first.keys())) == list(map(id, second.keys()))
     assert type(first) is NativeRow
     connection.close()

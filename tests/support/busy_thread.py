@@ -1,4 +1,4 @@
-"""A thread that does nothing but count: how far it came tells whether the interpreter was let go."""
+"""A thread that only counts: how far it came tells whether the interpreter was let go."""
 
 from __future__ import annotations
 

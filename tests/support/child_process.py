@@ -65,7 +65,9 @@ def output(
     return done.stdout
 
 
-def start(source: str, *arguments: str, environment: dict[str, str] | None = None) -> subprocess.Popen[str]:
+def start(
+    source: str, *arguments: str, environment: dict[str, str] | None = None
+) -> subprocess.Popen[str]:
     """Starts the program with pipes at all three ends; the caller waits for it."""
     return subprocess.Popen(
         _command(source, arguments),

@@ -1,4 +1,4 @@
-"""The SQLite library of this process, by its C interface: for what neither Python nor the store offers."""
+"""The SQLite library of this process, by its C interface: for what nothing else offers."""
 
 from __future__ import annotations
 
@@ -23,7 +23,7 @@ Vfs._fields_ = [
 
 
 def engine_of(library: str) -> Any:
-    """The engine that a loaded library is linked to: its own symbols first, then those it depends on."""
+    """The engine that a loaded library is linked to: its own symbols, then its dependencies'."""
     engine = ctypes.CDLL(library)
     engine.sqlite3_vfs_find.restype = ctypes.POINTER(Vfs)
     engine.sqlite3_vfs_find.argtypes = [ctypes.c_char_p]
@@ -55,7 +55,7 @@ def make_default(name: str) -> None:
 
 
 def memory_used() -> int:
-    return engine().sqlite3_memory_used()
+    return int(engine().sqlite3_memory_used())
 
 
 def loaded_engines() -> list[str]:

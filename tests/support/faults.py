@@ -14,7 +14,7 @@ from typing import Any
 
 @cache
 def _library() -> Any:
-    # Found without importing the package's modules: allocation faults come before the engine's first use.
+    # Found without importing its modules: allocation faults come before the engine's first use.
     package = importlib.util.find_spec("anpr_test_modules")
     assert package is not None
     for folder in package.submodule_search_locations or ():
@@ -41,12 +41,12 @@ def install_file_layer() -> None:
 
 
 def fail_file_operation(nth: int, code: int = 10, count: int = 1) -> None:
-    """The n-th operation from now on fails with this result code, and `count` of them; 0 disarms."""
+    """The n-th operation from now on fails with this code, and `count` in a row; 0 disarms."""
     _library().fault_layer_fail_at(nth, code, count)
 
 
 def file_operations() -> int:
-    return _library().fault_layer_calls()
+    return int(_library().fault_layer_calls())
 
 
 def slow_down(operation: str, milliseconds: int) -> None:
@@ -64,8 +64,8 @@ def fail_allocation(nth: int, count: int = 1) -> None:
 
 
 def allocations() -> int:
-    return _library().fault_memory_calls()
+    return int(_library().fault_memory_calls())
 
 
 def bytes_in_use() -> int:
-    return _library().fault_memory_in_use()
+    return int(_library().fault_memory_in_use())

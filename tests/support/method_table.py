@@ -5,7 +5,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 
 # While some operations are still to come, the class may lack methods; once true, it may lack none.
-CLASS_IS_COMPLETE = False
+CLASS_IS_COMPLETE = True
 
 REQUIRED = object()
 

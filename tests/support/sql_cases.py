@@ -1,7 +1,8 @@
 """The same steps on the store's connection and on one of Python's `sqlite3`, compared one by one.
 
-A step is a function of a connection, or a tuple of a verb and its arguments for a `Session`. What a step gives
-(value, error, warnings) and what can be seen of connection and cursors afterwards must be alike on both sides.
+A step is a function of a connection, or a verb with its arguments for a `Session`. What it gives
+(value, error, warnings), and what can be seen of connection and cursors afterwards, must be alike
+on both sides.
 """
 
 from __future__ import annotations
@@ -15,13 +16,20 @@ from typing import Any
 
 from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
+
+def id_of(value: Any) -> str:
+    """A test's name for a value, the same in every process."""
+    shown = re.sub(r" object at 0x[0-9a-f]+| at 0x[0-9a-f]+", "", ascii(value))
+    return f"{type(value).__name__}-{shown[:20]}"
+
+
 # The first releases of 3.12 warned of numbered placeholders as if they were named ones.
 WARNED_BY_MISTAKE = re.compile(r"Binding \d+ \('\?\d+'\) is a named parameter")
 
 
 def open_native(path: object = ":memory:") -> Any:
     """The store's own connection, without the tables that the constructor would make."""
-    store = ANPRDatabase.__new__(ANPRDatabase)
+    store: Any = ANPRDatabase.__new__(ANPRDatabase)
     store.db_path = path
     return store._get_conn()
 
@@ -41,8 +49,18 @@ del _probe
 
 _STANDARD_NAMES = [
     (f"{kind.__module__}.{kind.__qualname__}", f"sqlite3.{standard}")
-    for kind, standard in ((NativeConnection, "Connection"), (NativeCursor, "Cursor"), (NativeRow, "Row"))
+    for kind, standard in (
+        (NativeConnection, "Connection"),
+        (NativeCursor, "Cursor"),
+        (NativeRow, "Row"),
+    )
 ]
+
+
+def count_to(number: int, what: str = "max(n)") -> str:
+    """A statement that takes as many steps as one likes, and needs no table."""
+    steps = f"SELECT 1 UNION ALL SELECT n + 1 FROM c WHERE n < {number}"
+    return f"WITH RECURSIVE c(n) AS ({steps}) SELECT {what} FROM c"
 
 
 def plain_text(text: str) -> str:
@@ -77,10 +95,16 @@ def describe(value: Any) -> Any:
 def describe_error(error: BaseException | None, depth: int = 0) -> Any:
     if error is None or depth > 3:
         return None
+    hidden = error.__context__
+    if hidden and hasattr(error, "sqlite_errorcode") and not hasattr(hidden, "sqlite_errorcode"):
+        # Python hides an error of binding behind the code that another statement left.
+        error = hidden
     return {
         "class": type(error),
         "text": plain_text(str(error)),
-        "args": [plain_text(item) if isinstance(item, str) else describe(item) for item in error.args],
+        "args": [
+            plain_text(item) if isinstance(item, str) else describe(item) for item in error.args
+        ],
         "code": getattr(error, "sqlite_errorcode", None),
         "name": getattr(error, "sqlite_errorname", None),
         "cause": describe_error(error.__cause__, depth + 1),
@@ -120,19 +144,15 @@ def outcome(function: Callable[..., Any], *given: Any) -> dict[str, Any]:
     return result
 
 
-def assert_alike(
-    function: Callable[[Any], Any], *, setup: str = "", opened: Callable[[Any], Any] | None = None
-) -> None:
-    """Calls the function with a fresh connection of either kind and compares all that can be seen."""
+def assert_alike(function: Callable[..., Any], *given: Any, setup: str = "") -> None:
+    """Calls the function with a fresh connection of either kind; all that is seen must be alike."""
     seen = []
     for open_one in (open_native, open_python):
         connection = open_one()
         try:
             if setup:
                 connection.executescript(setup)
-            if opened is not None:
-                opened(connection)
-            seen.append((outcome(function, connection), describe_connection(connection)))
+            seen.append((outcome(function, connection, *given), describe_connection(connection)))
         finally:
             connection.close()
     assert seen[0] == seen[1]
@@ -154,7 +174,9 @@ class Session:
         verb, *given = step
         result = outcome(getattr(self, f"do_{verb}"), *given)
         result["connections"] = [describe_connection(connection) for connection in self.connections]
-        result["cursors"] = {place: describe_cursor(cursor) for place, cursor in self.cursors.items()}
+        result["cursors"] = {
+            place: describe_cursor(cursor) for place, cursor in self.cursors.items()
+        }
         return result
 
     def do_execute(self, place: int, sql: Any, *parameters: Any, on: int = 0) -> Any:
@@ -203,7 +225,9 @@ class Session:
             setattr(self.cursors[place], name, value)
 
 
-def assert_sessions_alike(steps: Iterable[tuple[Any, ...]], native: Session, python: Session) -> None:
+def assert_sessions_alike(
+    steps: Iterable[tuple[Any, ...]], native: Session, python: Session
+) -> None:
     """Runs every step on both sides and stops at the first that differs."""
     taken = []
     try:

@@ -1,0 +1,254 @@
+"""From when on hours are counted: the local clock, less the hours asked for."""
+
+from __future__ import annotations
+
+from datetime import datetime, timedelta
+from decimal import Decimal
+from fractions import Fraction
+from types import SimpleNamespace
+
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+from support.clock import Clock
+from support.recording import executed
+from support.samples import add
+from support.values import error_of, exactly, type_and_text
+
+NOW = datetime(2024, 5, 1, 14, 3, 27, 512034)
+
+
+@pytest.fixture
+def cut_off(recorded, clock):
+    """What is bound as the cut-off."""
+    store, log = recorded
+
+    def read(*arguments, **named):
+        log.clear()
+        clock.moment = NOW
+        store.get_hourly_stats(*arguments, **named)
+        (value,) = executed(log)[1]
+        return value
+
+    return read
+
+
+def outcome(function):
+    try:
+        return function()
+    except (OverflowError, ValueError) as error:
+        return type_and_text(error)
+
+
+def no_span(kind):
+    return TypeError, f"unsupported type for timedelta hours component: {kind}"
+
+
+class Whole(int):
+    pass
+
+
+@pytest.mark.parametrize(
+    ("hours", "expected"),
+    [
+        (24, "2024-04-30T14:03:27.512034"),
+        (1, "2024-05-01T13:03:27.512034"),
+        (0, "2024-05-01T14:03:27.512034"),
+        (-1, "2024-05-01T15:03:27.512034"),
+        (0.5, "2024-05-01T13:33:27.512034"),
+        (1.5, "2024-05-01T12:33:27.512034"),
+        (-0.25, "2024-05-01T14:18:27.512034"),
+        (1e-9, "2024-05-01T14:03:27.512030"),
+        (1e-12, "2024-05-01T14:03:27.512034"),
+        (512034 / 3.6e9, "2024-05-01T14:03:27"),
+        (True, "2024-05-01T13:03:27.512034"),
+        (False, "2024-05-01T14:03:27.512034"),
+        (Whole(2), "2024-05-01T12:03:27.512034"),
+        (24 * 366, "2023-05-01T14:03:27.512034"),
+        (10**7, "0883-07-15T22:03:27.512034"),
+        (-(6.9e7), "9895-10-25T14:03:27.512034"),
+    ],
+    ids=repr,
+)
+def test_the_clock_less_the_hours_in_iso_form(cut_off, hours, expected):
+    assert exactly(cut_off(hours)) == exactly(expected)
+    assert cut_off(hours=hours) == expected
+
+
+def test_a_day_by_default(cut_off):
+    assert cut_off() == "2024-04-30T14:03:27.512034"
+
+
+def test_no_fraction_when_there_are_no_microseconds(recorded, clock):
+    store, log = recorded
+    clock.set("2024-05-01T14:00:00")
+    store.get_hourly_stats(1)
+    assert list(executed(log)[1]) == ["2024-05-01T13:00:00"]
+
+
+@given(
+    hours=st.one_of(
+        st.integers(-(10**8), 10**8),
+        st.floats(-1e8, 1e8),
+        st.floats(-1, 1),
+        st.floats(),
+        st.integers(),
+    )
+)
+def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
+    store, log = recorded
+    log.clear()
+    clock.moment = NOW
+
+    def expected():
+        return (NOW - timedelta(hours=hours)).isoformat()
+
+    def bound():
+        store.get_hourly_stats(hours)
+        return executed(log)[1][0]
+
+    assert outcome(bound) == outcome(expected)
+
+
+@pytest.mark.parametrize(
+    ("hours", "expected"),
+    [
+        (None, no_span("NoneType")),
+        ("1", no_span("str")),
+        ("", no_span("str")),
+        (b"1", no_span("bytes")),
+        ([], no_span("list")),
+        ({}, no_span("dict")),
+        (1j, no_span("complex")),
+        (Decimal(1), no_span("decimal.Decimal")),
+        (Fraction(1), no_span("Fraction")),
+        (timedelta(hours=1), no_span("datetime.timedelta")),
+        (float("nan"), (ValueError, "cannot convert float NaN to integer")),
+        (float("inf"), (OverflowError, "cannot convert float infinity to integer")),
+        (1e30, (OverflowError, "Python int too large to convert to C int")),
+        (10**12, (OverflowError, "Python int too large to convert to C int")),
+        (24 * 10**9, (OverflowError, "days=1000000000; must have magnitude <= 999999999")),
+        (10**8, (OverflowError, "date value out of range")),
+        (-(10**8), (OverflowError, "date value out of range")),
+    ],
+    ids=repr,
+)
+def test_hours_that_make_no_span_fail_before_a_connection_is_opened(
+    recorded, clock, hours, expected
+):
+    store, log = recorded
+    assert type_and_text(error_of(store.get_hourly_stats, hours)) == expected
+    assert log == []
+    assert clock.readings == 1
+
+
+def test_the_clock_is_the_local_one(recorded):
+    store, log = recorded
+    before = datetime.now()
+    store.get_hourly_stats(2)
+    after = datetime.now()
+    (bound,) = executed(log)[1]
+    span = timedelta(hours=2)
+    assert before <= datetime.fromisoformat(bound) + span <= after
+    assert bound == datetime.fromisoformat(bound).isoformat()
+
+
+def test_detections_at_and_after_the_cut_off_count(store, clock):
+    for moment in ("13:29:59.999999", "13:30:00", "13:59:59", "14:30:00"):
+        clock.set("2024-05-01T" + moment)
+        add(store, plates=["A"])
+    assert store.get_hourly_stats(1) == [
+        # The first hour in part.
+        {"hour": "2024-05-01T13:00:00", "count": 2, "plates": 2},
+        {"hour": "2024-05-01T14:00:00", "count": 1, "plates": 1},
+    ]
+    assert store.get_hourly_stats(0) == [{"hour": "2024-05-01T14:00:00", "count": 1, "plates": 1}]
+    assert store.get_hourly_stats(-1) == []
+    assert sum(hour["count"] for hour in store.get_hourly_stats(2)) == 4
+
+
+def test_the_cut_off_is_compared_as_text(store, clock):
+    # A whole second has no fraction, and so comes before any text that goes on.
+    clock.set("2024-05-01T14:00:00.500000")
+    add(store)
+    clock.set("2024-05-01T15:00:00")
+    assert len(store.get_hourly_stats(1)) == 1
+    clock.set("2024-05-01T15:00:00.500001")
+    assert store.get_hourly_stats(1) == []
+
+
+class Traced:
+    """Takes the places of `datetime` and `timedelta`, and writes down how they are used."""
+
+    def __init__(self):
+        self.log = []
+
+    def now(self, *arguments, **named):
+        self.log.append(("now", arguments, named))
+        return self
+
+    def timedelta(self, *arguments, **named):
+        self.log.append(("timedelta", arguments, named))
+        return "span"
+
+    def __sub__(self, span):
+        self.log.append(("less", span))
+        return SimpleNamespace(isoformat=self.isoformat)
+
+    def isoformat(self, *arguments):
+        self.log.append(("isoformat", arguments))
+        return "2024"
+
+
+def test_replaced_names_are_what_makes_the_cut_off(recorded, store_module, monkeypatch):
+    store, log = recorded
+    traced, hours = Traced(), object()
+    monkeypatch.setattr(store_module, "datetime", traced)
+    monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
+    store.get_hourly_stats(hours)
+    assert traced.log == [
+        ("now", (), {}),
+        ("timedelta", (), {"hours": hours}),
+        ("less", "span"),
+        ("isoformat", ()),
+    ]
+    assert list(executed(log)[1]) == ["2024"]
+
+
+@pytest.mark.parametrize("step", ["now", "timedelta", "__sub__", "isoformat"])
+def test_a_step_that_fails_fails_before_a_connection_is_opened(
+    recorded, store_module, monkeypatch, step
+):
+    def fail(self, *arguments, **named):
+        raise LookupError("out of " + step)
+
+    store, log = recorded
+    traced = type("Failing", (Traced,), {step: fail})()
+    monkeypatch.setattr(store_module, "datetime", traced)
+    monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
+    assert type_and_text(error_of(store.get_hourly_stats)) == (LookupError, "out of " + step)
+    assert log == []
+
+
+@pytest.mark.parametrize("name", ["datetime", "timedelta"])
+def test_a_name_that_is_gone(recorded, store_module, monkeypatch, name):
+    store, log = recorded
+    monkeypatch.delattr(store_module, name)
+    assert type_and_text(error_of(store.get_hourly_stats)) == (
+        NameError,
+        f"name '{name}' is not defined",
+    )
+    assert log == []
+
+
+def test_a_subclass_of_the_clock_makes_the_text_itself(recorded, store_module, monkeypatch):
+    class Shouting(datetime):
+        def isoformat(self, *arguments):
+            return super().isoformat(*arguments).replace("T", " AT ")
+
+    store, log = recorded
+    replaced = Clock(Shouting(2024, 5, 1, 14))
+    monkeypatch.setattr(store_module, "datetime", replaced.type)
+    store.get_hourly_stats(1)
+    assert list(executed(log)[1]) == ["2024-05-01 AT 13:00:00"]

@@ -1,0 +1,257 @@
+"""Entries that are not exactly text, as another program or another connection may leave them."""
+
+from __future__ import annotations
+
+import sqlite3
+
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+from support import database
+from support.values import error_of, exactly, type_and_text
+
+BYTES_ERROR = (TypeError, "a bytes-like object is required, not 'str'")
+
+
+def hits(store, *plates):
+    return [match["watchlist_id"] for match in store.check_watchlist(list(plates))]
+
+
+def no_capitals(kind):
+    return AttributeError, f"'{kind}' object has no attribute 'upper'"
+
+
+@pytest.fixture
+def loose(store, db_path):
+    """The watchlist of a program that was not strict about its columns."""
+    database.run_script(
+        db_path,
+        """
+        DROP TABLE watchlist;
+        CREATE TABLE watchlist (id INTEGER PRIMARY KEY, plate, label, created_at);
+        """,
+    )
+
+    def put(*plates):
+        for plate in plates:
+            database.query(db_path, "INSERT INTO watchlist (plate) VALUES (?)", (plate,))
+
+    return put
+
+
+def test_a_blob_cannot_lose_a_blank_that_is_text(store, watch):
+    watch("AB", b"AB")
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == BYTES_ERROR
+    assert exactly(store.check_watchlist([])) == exactly([])
+
+
+@pytest.mark.parametrize(
+    ("plate", "expected"),
+    [
+        (5, no_capitals("int")),
+        (0.5, no_capitals("float")),
+        (None, no_capitals("NoneType")),
+        (b"", BYTES_ERROR),
+    ],
+    ids=repr,
+)
+def test_an_entry_that_is_no_text_ends_the_matching_when_it_is_reached(
+    store, loose, plate, expected
+):
+    loose(plate)
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == expected
+    assert store.check_watchlist(iter([])) == []
+    assert exactly(store.get_watchlist()[0]["plate"]) == exactly(plate)
+    # The plate's own error comes before the entry's.
+    error = error_of(store.check_watchlist, [["AB"]])
+    assert type_and_text(error) == no_capitals("list")
+
+
+def test_an_integer_in_a_text_column_is_text(store, db_path):
+    database.run_script(db_path, "INSERT INTO watchlist (plate, created_at) VALUES (123, 'then')")
+    (match,) = store.check_watchlist(["AB-123"])
+    assert exactly(match["watchlist_plate"]) == exactly("123")
+
+
+def test_the_first_entry_that_fails_is_told(store, loose):
+    loose("AB", 5, None)
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == no_capitals("int")
+
+
+@pytest.fixture
+def with_factory(store, store_module, db_path):
+    """Makes the store read through Python's own connection, texts made by this factory."""
+
+    def use(factory):
+        def connect():
+            connection = sqlite3.connect(db_path)
+            connection.row_factory = sqlite3.Row
+            connection.text_factory = factory
+            return connection
+
+        store._get_conn = connect
+
+    return use
+
+
+def test_texts_that_a_connection_hands_over_as_bytes(store, watch, with_factory):
+    watch("AB")
+    with_factory(bytes)
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == BYTES_ERROR
+
+
+def test_texts_that_a_connection_hands_over_as_a_subclass(store, watch, with_factory):
+    class Plate(str):
+        __slots__ = ()
+
+        def __new__(cls, raw):
+            return super().__new__(cls, raw.decode())
+
+        def upper(self):
+            asked.append(str(self))
+            return str(self) + "X"
+
+    asked = []
+    watch("CD", "AB")
+    with_factory(Plate)
+    first, second = store.check_watchlist(["abx", "dx"])
+    assert asked == ["CD", "AB", "CD", "AB"]  # anew for each plate: nothing is kept
+    assert (first["watchlist_id"], second["watchlist_id"]) == (2, 1)
+    assert type(first["watchlist_plate"]) is type(first["label"]) is Plate
+
+
+def test_a_plain_entry_and_its_subclass_are_normalized_alike(store, entries):
+    class Text(str):
+        __slots__ = ()
+
+    given_text = Text("a-ß")
+    entries(given_text, "a-ß")
+    first, second = store.check_watchlist(["ASS"])
+    assert first["watchlist_plate"] is given_text
+    assert exactly(second["watchlist_plate"]) == exactly("a-ß")
+
+
+def test_an_entry_is_asked_for_capitals_then_blanks_then_hyphens(store, entries):
+    asked = []
+
+    class Watched:
+        def upper(self, *arguments):
+            asked.append(("upper", *arguments))
+            return self
+
+        def replace(self, *arguments):
+            asked.append(("replace", *arguments))
+            return "AB" if arguments[0] == "-" else self
+
+    entries(Watched())
+    assert hits(store, "ab", "c", "b") == [1, 1]
+    assert asked == [("upper",), ("replace", " ", ""), ("replace", "-", "")] * 3
+
+
+def test_an_entry_that_is_equal_to_nothing_may_still_contain(store, entries):
+    class Watched(str):
+        __slots__ = ()
+
+        def upper(self):
+            return self
+
+        def replace(self, old, new):
+            return self
+
+        def __eq__(self, other):
+            return False
+
+        def __contains__(self, other):
+            return True
+
+        __hash__ = str.__hash__
+
+    entries(Watched("AB"))
+    assert hits(store, "AB", "XABX", "Y") == [1, 1, 1]
+
+
+def test_entries_without_the_columns_that_matching_needs(store, answering):
+    answering([{"id": 1, "label": ""}])
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == (KeyError, "'plate'")
+    answering([{"plate": "CD", "label": ""}])
+    assert store.check_watchlist(["AB"]) == []
+    assert type_and_text(error_of(store.check_watchlist, ["CD"])) == (KeyError, "'id'")
+    answering([{"plate": "CD", "id": 5}])
+    assert exactly(store.check_watchlist(["CD"])) == exactly(
+        [{"detected_plate": "CD", "watchlist_plate": "CD", "label": "", "watchlist_id": 5}]
+    )
+
+
+def test_an_entry_hands_on_its_very_values(store, answering):
+    plate, label, entry_id = "".join(["C", "D"]), object(), object()
+    answering([{"plate": plate, "label": label, "id": entry_id, "more": 1}])
+    (match,) = store.check_watchlist(["cd"])
+    assert list(match) == ["detected_plate", "watchlist_plate", "label", "watchlist_id"]
+    assert match["watchlist_plate"] is plate
+    assert match["label"] is label
+    assert match["watchlist_id"] is entry_id
+
+
+class Own(str):
+    """Capitals and pieces of its own kind, equal to what it likes."""
+
+    __slots__ = ()
+
+    def upper(self):
+        return Own(str.upper(self))
+
+    def replace(self, old, new):
+        return Own(str.replace(self, old, new))
+
+    def __eq__(self, other):
+        return len(self) == len(other)
+
+    def __contains__(self, part):
+        return str.__contains__(self, part[:1])
+
+    __hash__ = str.__hash__
+
+
+def rule(plates, entries):
+    def normal(text):
+        return text.upper().replace(" ", "").replace("-", "")
+
+    found = []
+    for detected in plates:
+        one = normal(detected)
+        for entry_id, watched in enumerate(entries, 1):
+            other = normal(watched)
+            if one == other or other in one or one in other:
+                found.append(
+                    {
+                        "detected_plate": detected,
+                        "watchlist_plate": watched,
+                        "label": "",
+                        "watchlist_id": entry_id,
+                    }
+                )
+    return found
+
+
+def outcome(function, *arguments):
+    try:
+        return exactly(function(*arguments))
+    except (AttributeError, TypeError) as error:
+        return type_and_text(error)
+
+
+texts = st.text("aB-ßé車\U00010428", max_size=4)
+strange = st.one_of(
+    texts,
+    texts,
+    texts.map(Own),
+    texts.map(Own),
+    st.integers(0, 24).map(lambda n: [b"ab", None, 5][n] if n < 3 else "AB"),
+)
+
+
+@given(plates=st.lists(strange, min_size=1, max_size=4), watched=st.lists(strange, max_size=4))
+def test_any_mixture_gives_what_the_rule_gives(store, entries, plates, watched):
+    entries(*watched)
+    assert outcome(store.check_watchlist, plates) == outcome(rule, plates, watched)

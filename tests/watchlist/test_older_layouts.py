@@ -1,0 +1,214 @@
+"""Files that earlier layouts or other programs made: records follow the file's own columns."""
+
+from __future__ import annotations
+
+import sqlite3
+
+import pytest
+
+from support import database
+from support.values import error_of, exactly, type_and_text
+
+WATCHLIST = ["id", "plate", "label", "created_at", "note"]
+ALERTS = [
+    "id",
+    "timestamp",
+    "plate",
+    "watchlist_label",
+    "detection_id",
+    "confidence",
+    "note",
+    "is_read",
+]
+
+
+@pytest.fixture
+def old(store_module, db_path):
+    """A store on a file from before `note` and `is_read`, with an entry and an alert in it."""
+    database.run_script(
+        db_path,
+        """
+        CREATE TABLE watchlist (
+            id INTEGER PRIMARY KEY AUTOINCREMENT, plate TEXT NOT NULL, label TEXT DEFAULT '',
+            created_at TEXT NOT NULL);
+        CREATE TABLE alerts (
+            id INTEGER PRIMARY KEY AUTOINCREMENT, timestamp TEXT NOT NULL, plate TEXT NOT NULL,
+            watchlist_label TEXT DEFAULT '', detection_id INTEGER, confidence REAL);
+        INSERT INTO watchlist (plate, label, created_at) VALUES ('ol-d', 'was', '2020-01-01');
+        INSERT INTO alerts (timestamp, plate, watchlist_label, detection_id, confidence)
+            VALUES ('2020-01-01', 'OLD', 'was', 7, 0.5);
+        """,
+    )
+    return store_module.ANPRDatabase(db_path)
+
+
+def test_entries_follow_the_files_own_columns(old, clock):
+    assert old.add_watchlist("new") == 2
+    new_entry, old_entry = old.get_watchlist()
+    assert exactly(old_entry) == exactly(
+        {"id": 1, "plate": "ol-d", "label": "was", "created_at": "2020-01-01", "note": ""}
+    )
+    assert exactly(new_entry) == exactly(
+        {
+            "id": 2,
+            "plate": "NEW",
+            "label": "",
+            "created_at": "2024-05-01T14:03:27.512034",
+            "note": "",
+        }
+    )
+
+
+def test_entries_of_old_files_match_in_their_stored_form(old):
+    assert exactly(old.check_watchlist(["xoldy"])) == exactly(
+        [
+            {
+                "detected_plate": "xoldy",
+                "watchlist_plate": "ol-d",
+                "label": "was",
+                "watchlist_id": 1,
+            }
+        ]
+    )
+    assert old.remove_watchlist(1) is True
+
+
+def test_alerts_follow_the_files_own_columns(old, clock):
+    assert old.add_alert("NEW", "l", 7, 0.25) == 2
+    listed = old.get_alerts()
+    assert [list(alert) for alert in listed] == [ALERTS, ALERTS]
+    assert exactly(listed[1]) == exactly(
+        {
+            "id": 1,
+            "timestamp": "2020-01-01",
+            "plate": "OLD",
+            "watchlist_label": "was",
+            "detection_id": 7,
+            "confidence": 0.5,
+            "note": "",
+            "is_read": 0,
+        }
+    )
+    assert exactly(old.get_alerts_for_detections([7])) == exactly({7: listed[::-1]})
+
+
+def test_alerts_from_before_the_read_state_are_unread(old):
+    assert (old.get_alert_count(), old.mark_alerts_read(), old.get_alert_count()) == (1, 1, 0)
+
+
+def test_columns_that_others_added_are_handed_on(store, db_path):
+    database.run_script(
+        db_path,
+        """
+        ALTER TABLE watchlist ADD COLUMN camera TEXT DEFAULT 'north';
+        ALTER TABLE alerts ADD COLUMN camera TEXT DEFAULT 'south';
+        """,
+    )
+    store.add_watchlist("AB")
+    store.add_alert("AB", "l", 7, 0.5)
+    (entry,), (alert,) = store.get_watchlist(), store.get_alerts()
+    assert (list(entry)[-1], entry["camera"]) == ("camera", "north")
+    assert (list(alert)[-1], alert["camera"]) == ("camera", "south")
+    assert store.get_alerts_for_detections([7]) == {7: [alert]}
+    assert list(store.check_watchlist(["AB"])[0])[-1] == "watchlist_id"
+
+
+def watchlist_of(db_path, columns, *entries):
+    database.run_script(db_path, f"DROP TABLE watchlist; CREATE TABLE watchlist ({columns})")
+    places = ", ".join("?" * len(entries[0]))
+    for entry in entries:
+        database.query(db_path, f"INSERT INTO watchlist VALUES ({places})", entry)
+
+
+def test_a_watchlist_without_labels_matches_with_the_empty_text(store, db_path):
+    watchlist_of(db_path, "id INTEGER PRIMARY KEY, plate TEXT, created_at TEXT", (1, "AB", ""))
+    assert exactly(store.check_watchlist(["ab"])) == exactly(
+        [{"detected_plate": "ab", "watchlist_plate": "AB", "label": "", "watchlist_id": 1}]
+    )
+    assert exactly(store.get_watchlist()) == exactly([{"id": 1, "plate": "AB", "created_at": ""}])
+    assert type_and_text(error_of(store.add_watchlist, "CD")) == (
+        sqlite3.OperationalError,
+        "table watchlist has no column named label",
+    )
+
+
+def test_a_label_of_null_stays_null(store, db_path):
+    watchlist_of(
+        db_path, "id INTEGER PRIMARY KEY, plate TEXT, label, created_at", (1, "AB", None, "")
+    )
+    (match,) = store.check_watchlist(["ab"])
+    assert exactly(match["label"]) == exactly(None)
+
+
+def test_keys_are_the_columns_names_to_the_letter(store, db_path):
+    watchlist_of(db_path, "id INTEGER PRIMARY KEY, plate, LABEL, created_at", (1, "AB", "l", ""))
+    assert exactly(store.check_watchlist(["ab"])[0]["label"]) == exactly("")
+    watchlist_of(db_path, "ID INTEGER PRIMARY KEY, plate, label, created_at", (1, "AB", "l", ""))
+    assert store.check_watchlist(["cd"]) == []
+    assert type_and_text(error_of(store.check_watchlist, ["ab"])) == (KeyError, "'id'")
+    watchlist_of(db_path, "id INTEGER PRIMARY KEY, Plate, label, created_at", (1, "AB", "l", ""))
+    assert type_and_text(error_of(store.check_watchlist, ["cd"])) == (KeyError, "'plate'")
+    assert store.get_watchlist() == [{"id": 1, "Plate": "AB", "label": "l", "created_at": ""}]
+
+
+def test_a_view_may_stand_for_the_table(store, db_path):
+    # Where the key has no name of its own, matching fails only once it needs it.
+    database.run_script(
+        db_path,
+        """
+        ALTER TABLE watchlist RENAME TO kept;
+        INSERT INTO kept (plate, created_at) VALUES ('AB', 'a'), ('CD', 'b');
+        CREATE VIEW watchlist AS SELECT plate, label, created_at FROM kept WHERE plate < 'B';
+        """,
+    )
+    assert store.get_watchlist() == [{"plate": "AB", "label": "", "created_at": "a"}]
+    assert store.check_watchlist(["CD"]) == []
+    assert type_and_text(error_of(store.check_watchlist, ["AB"])) == (KeyError, "'id'")
+
+
+def test_two_columns_of_one_name_but_for_its_case_have_the_first_ones_value(store):
+    # As a mapping made of the row has it: every name is looked up in the row, case ignored.
+    class Connection:
+        def __enter__(self):
+            return self
+
+        def __exit__(self, *error):
+            pass
+
+        def execute(self, statement):
+            return opened().execute(
+                "SELECT 1 AS id, 'x' AS LABEL, 'AB' AS plate, 'y' AS label, 'CD' AS PLATE"
+            )
+
+    opened = store._get_conn
+    store._get_conn = Connection
+    entry = {"id": 1, "LABEL": "x", "plate": "AB", "label": "x", "PLATE": "AB"}
+    assert exactly(store.get_watchlist()) == exactly([entry])
+    (match,) = store.check_watchlist(["ab"])
+    assert (match["label"], match["watchlist_plate"]) == ("x", "AB")
+    assert store.check_watchlist(["cd"]) == []
+
+
+def test_a_table_without_the_read_state(store, db_path):
+    store.add_alert("AB", "l", 7, 0.5)
+    database.run_script(db_path, "ALTER TABLE alerts DROP COLUMN is_read")
+    expected = (sqlite3.OperationalError, "no such column: is_read")
+    assert type_and_text(error_of(store.get_alert_count)) == expected
+    assert type_and_text(error_of(store.mark_alerts_read)) == expected
+    assert store.get_alert_count(False) == 1
+    assert "is_read" not in store.get_alerts()[0]
+
+
+def test_a_table_without_detections(store, db_path):
+    database.run_script(
+        db_path, "DROP TABLE alerts; CREATE TABLE alerts (id INTEGER PRIMARY KEY, timestamp TEXT)"
+    )
+    assert type_and_text(error_of(store.get_alerts_for_detections, [1])) == (
+        sqlite3.OperationalError,
+        "no such column: detection_id",
+    )
+    assert type_and_text(error_of(store.add_alert, "AB", "l", 1, 0.5)) == (
+        sqlite3.OperationalError,
+        "table alerts has no column named plate",
+    )
+    assert store.get_alerts() == []
