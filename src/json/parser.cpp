@@ -24,6 +24,9 @@ bool is_digit(Char c) noexcept {
   return c >= '0' && c <= '9';
 }
 
+// Room for the items of a list of boxes, taken at once instead of by and by.
+constexpr std::size_t kUsualItems = 16;
+
 constexpr Py_UCS4 kNoEscape = 0xffffffff;
 
 // What a backslash with this character behind it stands for.
@@ -153,6 +156,7 @@ Object Parser<Char>::read_number() {
 template <typename Char>
 Object Parser<Char>::read_list() {
   const std::size_t first = items_.size();
+  if (items_.capacity() == 0) items_.reserve(kUsualItems);
   skip_white_space();
   if (!at(']')) {
     while (true) {

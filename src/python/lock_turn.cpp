@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "python/calls.h"
 
@@ -19,6 +20,7 @@ struct Turn {
   Clock::time_point end;
   Clock::duration length = std::chrono::milliseconds(5);
   int entries = 0;
+  bool signals_due = false;  // a turn has ended since they were looked at
 };
 
 constinit thread_local Turn turn;
@@ -41,6 +43,12 @@ void ask_interval() noexcept {
   PyErr_SetRaisedException(pending);
 }
 
+// How much longer than its turn a thread waits with its offer. A thread that wants the lock asks
+// for it one switch interval after it began to wait, or was woken in vain; only one that has asked
+// is sure to get a lock that is let go and taken back at once. An offer before that would wake it
+// in vain, and do so for ever.
+Clock::duration grace() noexcept { return turn.length / 4 + std::chrono::microseconds(200); }
+
 }  // namespace
 
 LockTurn::Entry::Entry() noexcept {
@@ -55,14 +63,20 @@ void LockTurn::begin() noexcept { turn.end = Clock::now() + turn.length; }
 
 bool LockTurn::used_up() noexcept { return Clock::now() >= turn.end; }
 
-void LockTurn::offer() {
-  if (!used_up()) return;
-  in_interpreter([] {
-    PyThreadState* const thread = PyEval_SaveThread();
-    PyEval_RestoreThread(thread);
-  });
+void LockTurn::begin_again() noexcept {
   begin();
-  check_signals();
+  turn.signals_due = true;
+}
+
+void LockTurn::offer() {
+  if (Clock::now() >= turn.end + grace()) {
+    in_interpreter([] {
+      PyThreadState* const thread = PyEval_SaveThread();
+      PyEval_RestoreThread(thread);
+    });
+    begin_again();
+  }
+  if (std::exchange(turn.signals_due, false)) check_signals();
 }
 
 void LockTurn::read_interval_from_sys() {

@@ -18,15 +18,15 @@ class LockTurn {
     Entry& operator=(const Entry&) = delete;
   };
 
-  // Called after this thread took the lock.
-  static void begin() noexcept;
+  // Called after this thread let the lock go and took it back.
+  static void begin_again() noexcept;
 
   // True when the turn is over. Needs no lock.
   static bool used_up() noexcept;
 
-  // Lets other threads run if the turn is over, then looks at pending signals; throws what a
-  // signal's handler raised. Any Python code may have run when it returns, so call it with complete
-  // state in hand.
+  // Lets other threads run if the turn is well over, and looks at pending signals after each turn;
+  // throws what a signal's handler raised. Any Python code may have run when it returns, so call it
+  // with complete state in hand.
   static void offer();
 
   // Offers the lock every so many steps of work that takes a fraction of a look at the clock each.
@@ -43,6 +43,9 @@ class LockTurn {
 
   // Names the function that tells the interpreter's switch interval; called once, at import.
   static void read_interval_from_sys();
+
+ private:
+  static void begin() noexcept;
 };
 
 }  // namespace python

@@ -24,6 +24,19 @@ Instance& make_instance(PyTypeObject* type) {
   return *instance;
 }
 
+// The same for a type of the collector's, not tracked by it: for instances that no cycle can go
+// through.
+template <typename Instance>
+Instance& make_untracked_instance(PyTypeObject* type) {
+  static_assert(std::is_nothrow_default_constructible_v<Instance>);
+  auto* const memory = reinterpret_cast<PyObject*>(PyObject_GC_New(Instance, type));
+  if (memory == nullptr) throw PythonError{};
+  const PyObject head = *memory;
+  auto* const instance = new (memory) Instance();
+  *memory = head;
+  return *instance;
+}
+
 // Ends an instance of a heap type: its members, its memory, and its reference to its type.
 template <typename Instance>
 void free_instance(PyObject* self) noexcept {

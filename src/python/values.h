@@ -15,10 +15,7 @@ inline Object boolean(bool value) { return Object::share(value ? Py_True : Py_Fa
 inline Object integer(long long value) { return Object::take(PyLong_FromLongLong(value)); }
 
 // UTF-8 in; throws UnicodeDecodeError if it is not.
-inline Object text(std::string_view utf8) {
-  return Object::take(
-      PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size())));
-}
+Object text(std::string_view utf8);
 
 // (items...)
 template <typename... Items>

@@ -2,6 +2,13 @@
 
 namespace sqlite {
 
+namespace {
+
+// Text of a row with all its columns filled.
+constexpr std::size_t kUsualRowBytes = 512;
+
+}  // namespace
+
 void RowBatch::append(const Statement& statement) {
   const std::size_t cells = cells_.size();
   const std::size_t bytes = bytes_.size();
@@ -17,6 +24,8 @@ void RowBatch::append(const Statement& statement) {
 
 void RowBatch::copy_row(sqlite3_stmt* row) {
   columns_ = static_cast<std::size_t>(sqlite3_data_count(row));
+  if (cells_.size() + columns_ > cells_.capacity()) cells_.reserve(2 * cells_.size() + columns_);
+  if (bytes_.capacity() == 0) bytes_.reserve(kUsualRowBytes);
   const auto keep = [&](Cell& cell, const void* start, int column) {
     if (start == nullptr && sqlite3_errcode(sqlite3_db_handle(row)) == SQLITE_NOMEM) {
       throw Error(SQLITE_NOMEM, sqlite3_errstr(SQLITE_NOMEM));

@@ -123,9 +123,14 @@ void connect(Cursor& cursor, PyObject* connection) {
   cursor.closed = false;
 }
 
-void forget_rows(Cursor& cursor) noexcept {
+void forget_batch(Cursor& cursor) noexcept {
   cursor.batch.clear();
   cursor.next_in_batch = 0;
+  cursor.latest = Object();
+}
+
+void forget_rows(Cursor& cursor) noexcept {
+  forget_batch(cursor);
   cursor.on_row = false;
   cursor.failure.reset();
   discard(cursor.connected(), std::move(cursor.statement));

@@ -35,6 +35,7 @@ struct Cursor : CursorFields {
   python::Object shape;
   sqlite::RowBatch batch;
   std::size_t next_in_batch = 0;
+  python::Object latest;  // the values of the batch's row before the next one, if they were made
   bool on_row = false;
   std::optional<sqlite::Error> failure;  // met behind the last row of the batch
 
@@ -68,6 +69,9 @@ void execute(Cursor& cursor, PyObject* sql, PyObject* parameters);
 void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters);
 // Commits and runs all statements of a text.
 void executescript(Cursor& cursor, PyObject* script);
+
+// Lets the rows go that were copied out of the engine.
+void forget_batch(Cursor& cursor) noexcept;
 
 // Lets the statement go, with the rows that are left.
 void forget_rows(Cursor& cursor) noexcept;

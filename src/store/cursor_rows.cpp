@@ -68,15 +68,15 @@ void fill_or_forget(Cursor& cursor, std::size_t wanted) {
 }
 
 Object text_value(const Cursor& cursor, std::size_t column, std::string_view utf8) {
-  PyObject* const made =
-      PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size()));
-  if (made == nullptr && python::pending_is(PyExc_UnicodeDecodeError)) {
-    PyErr_Clear();
+  try {
+    return python::text(utf8);
+  } catch (const python::PythonError&) {
+    if (!python::pending_is(PyExc_UnicodeDecodeError)) throw;
+    python::clear_error();
     PyObject* const names = RowShape::of(cursor.shape.get()).names.get();
     const Object name = Object::share(PyTuple_GET_ITEM(names, static_cast<Py_ssize_t>(column)));
     raise_not_utf8(PyUnicode_AsUTF8(name.get()), std::string(utf8).c_str());
   }
-  return Object::take(made);
 }
 
 Object value(const Cursor& cursor, std::size_t column) {
@@ -96,23 +96,36 @@ Object value(const Cursor& cursor, std::size_t column) {
   }
 }
 
+// Whether a text stands in the row before as well: then both rows share it. Labels, paths and
+// vehicles come in runs, and a text costs more to make than to compare.
+bool repeats_text(const Cursor& cursor, std::size_t column) {
+  if (!cursor.latest) return false;
+  const sqlite::Value text = cursor.batch.value(cursor.next_in_batch, column);
+  if (text.type != SQLITE_TEXT) return false;
+  const sqlite::Value before = cursor.batch.value(cursor.next_in_batch - 1, column);
+  return before.type == SQLITE_TEXT && before.bytes == text.bytes;
+}
+
 // The batch's next row as a tuple. If it cannot be made, it stays the next one.
 Object take_values(Cursor& cursor) {
   const std::size_t columns = cursor.batch.columns();
   Object values = Object::take(PyTuple_New(static_cast<Py_ssize_t>(columns)));
   for (std::size_t column = 0; column < columns; ++column) {
-    PyTuple_SET_ITEM(values.get(), static_cast<Py_ssize_t>(column),
-                     value(cursor, column).release());
+    const auto position = static_cast<Py_ssize_t>(column);
+    PyObject* const made = repeats_text(cursor, column)
+                               ? Py_NewRef(PyTuple_GET_ITEM(cursor.latest.get(), position))
+                               : value(cursor, column).release();
+    PyTuple_SET_ITEM(values.get(), position, made);
   }
   // Texts, numbers and bytes only: no cycle goes through it.
   PyObject_GC_UnTrack(values.get());
   ++cursor.next_in_batch;
+  cursor.latest = values;
   return values;
 }
 
 void end_batch(Cursor& cursor) {
-  cursor.batch.clear();
-  cursor.next_in_batch = 0;
+  forget_batch(cursor);
   if (cursor.on_row) return;
   const std::optional<sqlite::Error> failure = std::move(cursor.failure);
   forget_rows(cursor);

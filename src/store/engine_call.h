@@ -19,7 +19,7 @@ class EngineCall final : public sqlite::CallWatch {
   ~EngineCall() {
     if (thread_ == nullptr) return;
     python::in_interpreter([this] { PyEval_RestoreThread(thread_); });
-    python::LockTurn::begin();
+    python::LockTurn::begin_again();
   }
   EngineCall(const EngineCall&) = delete;
   EngineCall& operator=(const EngineCall&) = delete;

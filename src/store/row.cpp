@@ -184,13 +184,11 @@ RowShape* columns_of(PyObject* row) noexcept {
 }
 
 python::Object make_row(const python::Object& shape, python::Object values) {
-  auto& row = python::make_instance<Row>(type);
-  Object object = Object::take(reinterpret_cast<PyObject*>(&row));
+  // Its values are texts, numbers and bytes.
+  auto& row = python::make_untracked_instance<Row>(type);
   row.shape = shape;
   row.values = std::move(values);
-  // Its values are texts, numbers and bytes, so no cycle goes through it.
-  PyObject_GC_UnTrack(object.get());
-  return object;
+  return Object::take(reinterpret_cast<PyObject*>(&row));
 }
 
 void make_row_type() {

@@ -84,10 +84,11 @@ Object record_of_any_row(PyObject* row) {
 template <typename Convert>
 Object list_of(const Object& rows, Convert convert) {
   Object result = python::list();
+  python::LockTurn::Pace<8> pace;
   const Object each = python::iterator(rows.get());
   while (const Object row = python::next(each.get())) {
     python::append(result, convert(row.get()));
-    python::LockTurn::offer();
+    pace.step();
   }
   return result;
 }

@@ -7,7 +7,7 @@
 #include "store/row_conversion.h"
 #include "store/scope.h"
 #include "watchlist/plate_matching.h"
-#include "watchlist/watched_plate.h"
+#include "watchlist/watched_plates.h"
 
 namespace watchlist {
 
@@ -40,13 +40,16 @@ void set(const Object& mapping, const char* key, const Object& value) {
   python::check(PyDict_SetItemString(mapping.get(), key, value.get()));
 }
 
-Object match(const Object& detected, const WatchedPlate& entry) {
+Object match(const Object& detected, const Object& plate, WatchedPlates& watched,
+             std::size_t index) {
+  const Object label = watched.label(index);
+  const Object id = watched.id(index);
+  check_present(id, kId);
   Object record = Object::take(PyDict_New());
   set(record, "detected_plate", detected);
-  set(record, "watchlist_plate", entry.plate);
-  set(record, "label", entry.label ? entry.label : python::text(""));
-  check_present(entry.id, kId);
-  set(record, "watchlist_id", entry.id);
+  set(record, "watchlist_plate", plate);
+  set(record, "label", label ? label : python::text(""));
+  set(record, "watchlist_id", id);
   return record;
 }
 
@@ -55,16 +58,17 @@ using MatchingPace = python::LockTurn::Pace<64>;
 
 // Adds a match record for each entry that the detected plate matches. Each entry is normalised anew
 // for each detected plate, so that nothing is kept and no plate has to be a text.
-void match_all(const Object& detected, const std::vector<WatchedPlate>& entries,
-               const Object& matches, MatchingPace& pace) {
+void match_all(const Object& detected, WatchedPlates& watched, const Object& matches,
+               MatchingPace& pace) {
   NormalisedPlate normalised;
-  NormalisedPlate watched;
+  NormalisedPlate entry;
   normalised.assign(detected.get());
   pace.step();
-  for (const WatchedPlate& entry : entries) {
-    check_present(entry.plate, kPlate);
-    watched.assign(entry.plate.get());
-    if (normalised.matches(watched)) python::append(matches, match(detected, entry));
+  for (std::size_t index = 0; index < watched.size(); ++index) {
+    const Object plate = watched.plate(index);
+    check_present(plate, kPlate);
+    entry.assign(plate.get());
+    if (normalised.matches(entry)) python::append(matches, match(detected, plate, watched, index));
     pace.step();
   }
 }
@@ -102,16 +106,16 @@ python::Object check_watchlist(PyObject* self, const python::Arguments& given) {
   PyObject* const plates = given["plates"];
   Object matches = python::list();
   if (!python::truth(plates)) return matches;
-  std::vector<WatchedPlate> entries;
+  WatchedPlates watched;
   // Matching may take long, so the connection is dropped before it begins.
   store::in_scope(self, [&](const ScopeConnection& connection) {
-    entries = watched_plates(store::fetchall(connection.execute(kSelectAll)));
+    watched = WatchedPlates(store::fetchall(connection.execute(kSelectAll)));
     return python::none();
   });
   const Object each = python::iterator(plates);
   MatchingPace pace;
   while (const Object detected = python::next(each.get()))
-    match_all(detected, entries, matches, pace);
+    match_all(detected, watched, matches, pace);
   return matches;
 }
 

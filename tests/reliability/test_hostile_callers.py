@@ -92,6 +92,9 @@ class Truth:
         self.action()
         return self.answer
 
+    def __repr__(self) -> str:
+        return "Truth"
+
 
 class Conforms:
     def __init__(self, action: Callable[[], object], answer: Any) -> None:

@@ -31,6 +31,22 @@ CALLS = {
     "lookup of none": lambda store: store.get_detection(99),
     "image paths": lambda store: store.update_image_paths(1, "a", "b"),
     "attributes": lambda store: store.update_mmc_data(1, {}),
+    "search": lambda store: store.search_plates("AB", min_confidence=0.1),
+    "statistics": lambda store: store.get_statistics(),
+    "hourly counts": lambda store: store.get_hourly_stats(),
+    "top plates": lambda store: store.get_top_plates(),
+    "deletion": lambda store: store.delete_detection(1),
+    "deletion of many": lambda store: store.delete_detections([1, 2]),
+    "retention": lambda store: store.cleanup_old(0),
+    "watching": lambda store: store.add_watchlist("AB 1"),
+    "watchlist": lambda store: store.get_watchlist(),
+    "matching": lambda store: store.check_watchlist(["AB 1"]),
+    "unwatching": lambda store: store.remove_watchlist(1),
+    "alerting": lambda store: store.add_alert("AB 1", "", 1, 0.5),
+    "alerts": lambda store: store.get_alerts(),
+    "count of alerts": lambda store: store.get_alert_count(),
+    "reading alerts": lambda store: store.mark_alerts_read(),
+    "alerts of detections": lambda store: store.get_alerts_for_detections([1]),
 }
 
 FAILURES = {
@@ -43,6 +59,14 @@ FAILURES = {
     "lookup: no parameter": lambda store: store.get_detection({}),
     "image paths: no parameter": lambda store: store.update_image_paths(1, {}, None),
     "attributes: no JSON": lambda store: store.update_mmc_data(1, {1}),
+    "search: no parameter": lambda store: store.search_plates(date_from=[1]),
+    "top plates: no slice": lambda store: store.get_top_plates("5"),
+    "deletion: no parameter": lambda store: store.delete_detections([[]]),
+    "retention: no number": lambda store: store.cleanup_old(None),
+    "watching: no text": lambda store: store.add_watchlist("AB 1", None),
+    "matching: no text": lambda store: store.check_watchlist([5]),
+    "alerting: no plate": lambda store: store.add_alert(None, "", 1, 0.5),
+    "alerts of detections: no length": lambda store: store.get_alerts_for_detections(5),
     "arguments": lambda store: store.get_history(page=1),
 }
 

@@ -1,0 +1,57 @@
+#include "watchlist/watched_plates.h"
+
+#include "python/calls.h"
+#include "python/lock_turn.h"
+#include "store/row.h"
+#include "store/row_conversion.h"
+
+namespace watchlist {
+
+namespace {
+
+using python::Object;
+
+constinit python::Name kPlate{"plate"};
+constinit python::Name kLabel{"label"};
+constinit python::Name kId{"id"};
+
+}  // namespace
+
+WatchedPlates::WatchedPlates(const python::Object& rows) {
+  python::LockTurn::Pace<64> pace;
+  const Object each = python::iterator(rows.get());
+  while (Object row = python::next(each.get())) {
+    const bool own = store::columns_of(row.get()) != nullptr;
+    entries_.push_back(own ? std::move(row) : store::plain_record(row.get()));
+    pace.step();
+  }
+}
+
+python::Object WatchedPlates::plate(std::size_t index) {
+  return value(index, &Columns::plate, kPlate.get());
+}
+
+python::Object WatchedPlates::label(std::size_t index) {
+  return value(index, &Columns::label, kLabel.get());
+}
+
+python::Object WatchedPlates::id(std::size_t index) {
+  return value(index, &Columns::id, kId.get());
+}
+
+python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* column,
+                                    PyObject* name) {
+  PyObject* const entry = entries_[index].get();
+  const store::RowShape* const shape = store::columns_of(entry);
+  if (shape == nullptr) return python::item_if_any(entry, name);
+  if (shape != columns_.shape) {
+    columns_ = {shape, shape->column_named(kPlate.get()), shape->column_named(kLabel.get()),
+                shape->column_named(kId.get())};
+  }
+  const Py_ssize_t position = columns_.*column;
+  return position < 0
+             ? Object()
+             : Object::share(PyTuple_GET_ITEM(store::Row::of(entry).values.get(), position));
+}
+
+}  // namespace watchlist

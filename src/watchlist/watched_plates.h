@@ -1,0 +1,41 @@
+// The watchlist as matching reads it.
+#pragma once
+
+#include <Python.h>
+
+#include <vector>
+
+#include "python/object.h"
+#include "store/row_shape.h"
+
+namespace watchlist {
+
+// The rows of the watchlist, each as dict(row) would have it: asked for a column that a row does
+// not have, it gives nothing.
+class WatchedPlates {
+ public:
+  WatchedPlates() = default;
+  explicit WatchedPlates(const python::Object& rows);
+
+  std::size_t size() const noexcept { return entries_.size(); }
+
+  python::Object plate(std::size_t index);
+  python::Object label(std::size_t index);
+  python::Object id(std::size_t index);
+
+ private:
+  // Where our own rows have the three columns; -1 where they have none.
+  struct Columns {
+    const store::RowShape* shape = nullptr;
+    Py_ssize_t plate = -1;
+    Py_ssize_t label = -1;
+    Py_ssize_t id = -1;
+  };
+
+  python::Object value(std::size_t index, Py_ssize_t Columns::* column, PyObject* name);
+
+  std::vector<python::Object> entries_;  // our own rows as they are, dicts of all others
+  Columns columns_;  // of the row that was read last, as of all rows of one result
+};
+
+}  // namespace watchlist
