@@ -23,11 +23,12 @@ bool is_ascii(std::string_view bytes) {
 }  // namespace
 
 Object text(std::string_view utf8) {
-  const auto size = static_cast<Py_ssize_t>(utf8.size());
   // The shortest texts are shared; the others need no decoder where they are ASCII, as most are.
-  if (size < 2 || !is_ascii(utf8))
-    return Object::take(PyUnicode_FromStringAndSize(utf8.data(), size));
-  Object made = Object::take(PyUnicode_New(size, 127));
+  if (utf8.size() < 2 || !is_ascii(utf8)) {
+    return Object::take(
+        PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size())));
+  }
+  Object made = Object::take(PyUnicode_New(static_cast<Py_ssize_t>(utf8.size()), 127));
   std::copy(utf8.begin(), utf8.end(), static_cast<char*>(PyUnicode_DATA(made.get())));
   return made;
 }
