@@ -43,10 +43,10 @@ void ask_interval() noexcept {
   PyErr_SetRaisedException(pending);
 }
 
-// How much longer than its turn a thread waits with its offer. A thread that wants the lock asks
-// for it one switch interval after it began to wait, or was woken in vain; only one that has asked
-// is sure to get a lock that is let go and taken back at once. An offer before that would wake it
-// in vain, and do so for ever.
+// How much longer than the switch interval a turn lasts. A thread that wants the lock asks for it
+// one interval after it began to wait, or was woken in vain; only one that has asked is sure to get
+// a lock that is let go and taken back soon. To let it go before that would wake the thread in
+// vain, and do so for ever.
 Clock::duration grace() noexcept { return turn.length / 4 + std::chrono::microseconds(200); }
 
 }  // namespace
@@ -59,7 +59,7 @@ LockTurn::Entry::Entry() noexcept {
 
 LockTurn::Entry::~Entry() { --turn.entries; }
 
-void LockTurn::begin() noexcept { turn.end = Clock::now() + turn.length; }
+void LockTurn::begin() noexcept { turn.end = Clock::now() + turn.length + grace(); }
 
 bool LockTurn::used_up() noexcept { return Clock::now() >= turn.end; }
 
@@ -69,7 +69,7 @@ void LockTurn::begin_again() noexcept {
 }
 
 void LockTurn::offer() {
-  if (Clock::now() >= turn.end + grace()) {
+  if (used_up()) {
     in_interpreter([] {
       PyThreadState* const thread = PyEval_SaveThread();
       PyEval_RestoreThread(thread);

@@ -4,9 +4,9 @@
 
 namespace python {
 
-// A turn lasts as long as Python code may keep the lock: the interpreter's switch interval. It is
-// counted per thread from the moment when our code was entered or took the lock back, across engine
-// calls and the making of objects.
+// A turn lasts about as long as Python code may keep the lock: the interpreter's switch interval
+// and a little more. It is counted per thread from the moment when our code was entered or took the
+// lock back, across engine calls and the making of objects.
 class LockTurn {
  public:
   // Stands at every entry from Python that may work for long; the outermost one begins a turn.
@@ -24,7 +24,7 @@ class LockTurn {
   // True when the turn is over. Needs no lock.
   static bool used_up() noexcept;
 
-  // Lets other threads run if the turn is well over, and looks at pending signals after each turn;
+  // Lets other threads run if the turn is over, and looks at pending signals after each turn;
   // throws what a signal's handler raised. Any Python code may have run when it returns, so call it
   // with complete state in hand.
   static void offer();

@@ -19,10 +19,21 @@ constinit python::Name kId{"id"};
 
 WatchedPlates::WatchedPlates(const python::Object& rows) {
   python::LockTurn::Pace<64> pace;
+  if (PyList_CheckExact(rows.get())) {
+    entries_.reserve(static_cast<std::size_t>(PyList_GET_SIZE(rows.get())));
+  }
   const Object each = python::iterator(rows.get());
   while (Object row = python::next(each.get())) {
     const bool own = store::columns_of(row.get()) != nullptr;
     entries_.push_back(own ? std::move(row) : store::plain_record(row.get()));
+    pace.step();
+  }
+}
+
+void WatchedPlates::drop_all() {
+  python::LockTurn::Pace<64> pace;
+  while (!entries_.empty()) {
+    entries_.pop_back();
     pace.step();
   }
 }

@@ -23,6 +23,9 @@ class WatchedPlates {
   python::Object label(std::size_t index);
   python::Object id(std::size_t index);
 
+  // Drops the rows, which takes long for many, with offers of the interpreter lock in between.
+  void drop_all();
+
  private:
   // Where our own rows have the three columns; -1 where they have none.
   struct Columns {

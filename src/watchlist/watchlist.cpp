@@ -116,6 +116,7 @@ python::Object check_watchlist(PyObject* self, const python::Arguments& given) {
   MatchingPace pace;
   while (const Object detected = python::next(each.get()))
     match_all(detected, watched, matches, pace);
+  watched.drop_all();
   return matches;
 }
 
