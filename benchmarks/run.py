@@ -149,7 +149,7 @@ def main() -> int:
     def wanted(work: Case | LongCall) -> bool:
         return not arguments.words or any(word in work.name for word in arguments.words)
 
-    console = Console()
+    console = Console(width=None if sys.stdout.isatty() else 120)
     started = time.perf_counter()
     with tempfile.TemporaryDirectory(prefix="anpr-benchmark-", dir=folder_with_room()) as folder:
         run = Run(Path(folder), console)
