@@ -4,8 +4,8 @@
 
 #include <Python.h>
 
+#include <algorithm>
 #include <array>
-#include <memory>
 #include <string_view>
 
 #include "python/object.h"

@@ -22,7 +22,6 @@ class Name {
     }
     return object_;
   }
-  const char* text() const noexcept { return text_; }
 
  private:
   const char* text_;

@@ -17,7 +17,7 @@ namespace sqlite {
 // can that is not noexcept.
 class Statement {
  public:
-  // Prepares the first statement of `sql`; what follows it is the caller's to check with `rest`.
+  // Prepares the first statement of `sql`; whether more follows is the caller's to ask.
   Statement(const Database& database, const char* sql);
 
   sqlite3_stmt* handle() const noexcept { return handle_.get(); }
