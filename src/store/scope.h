@@ -33,8 +33,8 @@ python::Object rowcount(const python::Object& cursor);
 bool changed_rows(const python::Object& cursor);
 
 // `with self._get_conn() as connection:`, with one difference: an error of the block reaches the
-// caller whatever __exit__ returns. What the connection is dropped with is this object, so an
-// operation holds it to its end.
+// caller whatever __exit__ returns. The connection is held as long as this object lives, so that an
+// operation which declares it first drops the connection when it returns.
 class Scope {
  public:
   explicit Scope(PyObject* self);

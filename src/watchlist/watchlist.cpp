@@ -57,7 +57,7 @@ Object match(const Object& detected, const Object& plate, WatchedPlates& watched
 using MatchingPace = python::LockTurn::Pace<64>;
 
 // Adds a match record for each entry that the detected plate matches. Each entry is normalised anew
-// for each detected plate, so that nothing is kept and no plate has to be a text.
+// for each detected plate: no normalised form is kept.
 void match_all(const Object& detected, WatchedPlates& watched, const Object& matches,
                MatchingPace& pace) {
   NormalisedPlate normalised;
