@@ -107,13 +107,13 @@ void check_usable(const Cursor& cursor) {
 
 python::Object make_cursor(Connection& connection) {
   Object object = Object::take(python::make_instance<Cursor>(cursor_type()).object());
-  connect(Cursor::of(object.get()), connection.object());
+  connect(Cursor::of(object.get()), Object::share(connection.object()));
   return object;
 }
 
-void connect(Cursor& cursor, PyObject* connection) {
+void connect(Cursor& cursor, python::Object connection) {
   if (cursor.connection) forget_rows(cursor);
-  cursor.connection = Object::share(connection);
+  cursor.connection = std::move(connection);
   cursor.description = python::none();
   cursor.shape = Object();
   cursor.lastrowid = python::none();
@@ -136,21 +136,21 @@ void forget_rows(Cursor& cursor) noexcept {
   discard(cursor.connected(), std::move(cursor.statement));
 }
 
-void execute(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+void execute(Cursor& cursor, const python::Object& sql, const python::Object& parameters) {
   executing(cursor, [&] {
-    const Object none_given = parameters == nullptr ? Object::take(PyTuple_New(0)) : Object();
-    change_statement(cursor, sql);
+    const Object given = parameters ? parameters : python::tuple();
+    change_statement(cursor, sql.get());
     begin_if_needed(cursor.connected(), *cursor.statement);
-    if (!run(cursor, parameters == nullptr ? none_given.get() : parameters)) return;
+    if (!run(cursor, given.get())) return;
     cursor.lastrowid = python::integer(cursor.connected().database->last_insert_rowid());
   });
 }
 
-void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+void executemany(Cursor& cursor, const python::Object& sql, const python::Object& parameters) {
   executing(cursor, [&] {
     const Object sets =
-        PyIter_Check(parameters) != 0 ? Object::share(parameters) : python::iterator(parameters);
-    if (change_statement(cursor, sql).read_only()) {
+        PyIter_Check(parameters.get()) != 0 ? parameters : python::iterator(parameters.get());
+    if (change_statement(cursor, sql.get()).read_only()) {
       python::raise(standard_sqlite3().programming_error,
                     "executemany() can only execute DML statements.");
     }
@@ -163,9 +163,9 @@ void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
   });
 }
 
-void executescript(Cursor& cursor, PyObject* script) {
-  python::check_text("executescript", "argument", script);
-  const python::Utf8 text = python::utf8_of(script);
+void executescript(Cursor& cursor, const python::Object& script) {
+  python::check_text("executescript", "argument", script.get());
+  const python::Utf8 text = python::utf8_of(script.get());
   if (text.holds_nul()) python::raise(PyExc_ValueError, "embedded null character");
   check_usable(cursor);
   Connection& connection = cursor.connected();

@@ -142,6 +142,8 @@ Object made_row(Cursor& cursor, Object values) {
 
 python::Object next_row(Cursor& cursor, std::size_t wanted) {
   check_usable(cursor);
+  // The row_factory may drop what the caller had of the cursor.
+  const Object kept = Object::share(cursor.object());
   if (cursor.next_in_batch == cursor.batch.rows()) {
     if (!cursor.on_row) return {};
     fill_or_forget(cursor, rows_need_python_code(cursor) ? 1 : wanted);
@@ -152,6 +154,7 @@ python::Object next_row(Cursor& cursor, std::size_t wanted) {
 }
 
 python::Object fetch(Cursor& cursor, std::size_t most) {
+  const Object kept = Object::share(cursor.object());
   Object rows = python::list();
   python::GilSlice::Rows pace;
   for (std::size_t count = 0; count < most; ++count) {
