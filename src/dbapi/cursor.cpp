@@ -173,8 +173,14 @@ void executescript(Cursor& cursor, const python::Object& script) {
     python::raise(standard_sqlite3().data_error, "query string is too large");
   }
   commit(connection);
-  const ConnectionCall call(connection);
-  connection.database->run_script(text.bytes);
+  python::GilSlice::LongSteps pace;
+  for (const char* rest = text.bytes; *rest != '\0';) {
+    pace.step();
+    // The handler of a signal may have closed it.
+    check_open(connection);
+    const ConnectionCall call(connection);
+    rest = connection.database->run_first(rest);
+  }
 }
 
 }  // namespace dbapi

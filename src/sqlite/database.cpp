@@ -56,10 +56,11 @@ Database::Database(const char* path, int busy_timeout_ms) {
   sqlite3_progress_handler(opened, kStepsPerTick, on_progress, nullptr);
 }
 
-void Database::run(const char* sql) { run_to_end(handle(), prepare(handle(), sql)); }
+void Database::run(const char* sql) { run_first(sql); }
 
-void Database::run_script(const char* sql) {
-  while (*sql != '\0') run_to_end(handle(), prepare(handle(), sql));
+const char* Database::run_first(const char* sql) {
+  run_to_end(handle(), prepare(handle(), sql));
+  return sql;
 }
 
 }  // namespace sqlite

@@ -34,9 +34,9 @@ class Database {
   // Runs one statement that takes no parameters and gives no rows.
   void run(const char* sql);
 
-  // Runs all statements of a text one after the other,
-  // leaving out their rows; stops at the first error.
-  void run_script(const char* sql);
+  // Runs the first statement of a text, leaving out its
+  // rows; the text behind it, empty at the end.
+  const char* run_first(const char* sql);
 
  private:
   // Closes at once, or as soon as the last statement is finalised.

@@ -10,7 +10,9 @@
 namespace store {
 
 // What an operation does with the connection that it was given: our own, or whatever somebody's
-// `_get_conn` returned. Only the methods that stand here are ever called on it and its cursors.
+// `_get_conn` returned. Only the methods that stand here are ever called on it and its cursors. An
+// error that a signal's handler raises (Ctrl-C during a wait for a lock) comes out of the next of
+// them, and never once the commit has begun: an operation that raises has changed nothing.
 class ScopeConnection {
  public:
   explicit ScopeConnection(python::Object connection) : connection_(std::move(connection)) {}
