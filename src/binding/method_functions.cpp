@@ -35,9 +35,7 @@ constinit python::Name kAnnotations{"__annotations__"};
 // What a call needs to know of its method.
 struct Callee {
   explicit Callee(const Method& described)
-      : method(described),
-        names(described),
-        full_name(std::string(kModuleName) + "." + kClassName + "." + described.name) {}
+      : method(described), names(described), full_name(store::full_name(described.name).data()) {}
 
   const Method& method;
   ParameterNames names;
@@ -63,12 +61,11 @@ PyObject* run(const Callee& callee, PyObject* function, PyObject* const* argumen
     const Arguments given =
         bind(callee.method.name, callee.names, arguments, count, keywords, defaults.get());
     const python::GilSlice::Entry entry;
-    const python::TracedCall traced(callee.full_name.c_str());
     try {
       return callee.method.run(given).release();
     } catch (...) {
       dbapi::set_error_from_exception();
-      python::trace_operation(python::module_namespace());
+      python::add_traceback_entry_once(callee.full_name.c_str(), python::module_namespace());
       throw python::PythonError{};
     }
   });

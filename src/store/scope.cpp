@@ -4,6 +4,7 @@
 #include "python/compat.h"
 #include "python/namespace.h"
 #include "python/traceback.h"
+#include "store/anpr_database.h"
 
 namespace store {
 
@@ -109,9 +110,11 @@ bool changed_rows(const python::Object& cursor) {
   return python::compare(rowcount(cursor).get(), python::integer(0).get(), Py_GT);
 }
 
-Scope::Scope(PyObject* self) : Scope(python::call_method(self, kGetConn)) {}
+Scope::Scope(PyObject* self, const char* operation)
+    : Scope(python::call_method(self, kGetConn), operation) {}
 
-Scope::Scope(const python::Object& manager) : connection_(Object()) {
+Scope::Scope(const python::Object& manager, const char* operation)
+    : operation_(operation), connection_(Object()) {
   python::check_signals();
   const Object enter = entry_method(manager);
   exit_ = exit_method(manager);
@@ -122,7 +125,7 @@ void Scope::leave() const { python::call(exit_.get(), Py_None, Py_None, Py_None)
 
 void Scope::leave_with_error() const {
   dbapi::set_error_from_exception();
-  python::trace_operation(python::module_namespace());
+  python::add_traceback_entry_once(full_name(operation_).data(), python::module_namespace());
   Object error = Object::take(PyErr_GetRaisedException());
   const Object traceback = Object::take_if_any(PyException_GetTraceback(error.get()));
   {
