@@ -52,10 +52,20 @@ const std::vector<Callee>& make_callees() {
   return *callees;
 }
 
+// Functions outlive an import that failed, where somebody has kept them; what they would work with
+// belongs to the next import, if there is one.
+void check_imported(PyObject* function) {
+  if (PyFunction_GetGlobals(function) == python::module_namespace()) return;
+  python::raise(PyExc_RuntimeError,
+                "this method was made by an import of zentrope_anpr.zentrope_anpr_server_db that "
+                "failed");
+}
+
 PyObject* run(const Callee& callee, PyObject* function, PyObject* const* arguments,
               std::size_t count, PyObject* keywords) noexcept {
   return dbapi::translate_exceptions<PyObject*>(nullptr, [&] {
     const python::RecursionLevel level(python::kWhileCalling);
+    check_imported(function);
     // Kept for the call: somebody may set others meanwhile.
     const Object defaults = Object::share_if_any(PyFunction_GetDefaults(function));
     const Arguments given =
