@@ -40,11 +40,17 @@ Statement& change_statement(Cursor& cursor, PyObject* sql) {
 }
 
 Statement::Step step(Cursor& cursor) {
-  const ConnectionCall call(cursor.connected());
-  const Statement::Step result = cursor.statement->step();
-  if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
-    cursor.rowcount += cursor.connected().database->changes();
+  Statement::Step result{};
+  int changes = 0;
+  {
+    const ConnectionCall call(cursor.connected());
+    result = cursor.statement->step();
+    if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
+      changes = cursor.connected().database->changes();
+    }
   }
+  // With the GIL back: other threads may read it.
+  cursor.rowcount += changes;
   return result;
 }
 
@@ -66,9 +72,16 @@ bool run(Cursor& cursor, PyObject* parameters) {
   return true;
 }
 
+// Nothing of a cursor is written by another thread
+// than its own, not even by a call that is refused.
+void check_same_thread(const Cursor& cursor) {
+  if (cursor.connection && !cursor.closed) check_thread(cursor.connected());
+}
+
 // Runs `body`, and if it throws leaves the cursor without statement and count.
 template <typename Body>
 void executing(Cursor& cursor, Body body) {
+  check_same_thread(cursor);
   try {
     check_usable(cursor);
   } catch (const python::PythonError&) {

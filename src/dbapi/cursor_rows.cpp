@@ -29,8 +29,8 @@ bool rows_need_python_code(const Cursor& cursor) {
 
 // Copies up to `wanted` rows into the empty batch and leaves the statement on the row behind them.
 void fill_batch(Cursor& cursor, std::size_t wanted) {
-  const ConnectionCall call(cursor.connected());
   Statement& statement = *cursor.statement;
+  std::optional<ConnectionCall> call(std::in_place, cursor.connected());
   try {
     while (cursor.on_row && cursor.batch.rows() < wanted && cursor.batch.size() < kBatchBytes) {
       cursor.batch.append(statement);
@@ -42,9 +42,11 @@ void fill_batch(Cursor& cursor, std::size_t wanted) {
     if (cursor.batch.rows() == 0) throw;
     cursor.failure = error;
   }
-  if (!cursor.on_row && !cursor.failure && statement.changes_rows()) {
-    cursor.rowcount = cursor.connected().database->changes();
-  }
+  if (cursor.on_row || cursor.failure || !statement.changes_rows()) return;
+  const int changes = cursor.connected().database->changes();
+  // With the GIL back: other threads may read it.
+  call.reset();
+  cursor.rowcount = changes;
 }
 
 void fill_or_forget(Cursor& cursor, std::size_t wanted) {
