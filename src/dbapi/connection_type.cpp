@@ -26,6 +26,7 @@ constexpr std::array<const char*, 4> kIsolationLevels = {"", "DEFERRED", "IMMEDI
 void check_usable(const Connection& connection) {
   check_thread(connection);
   check_open(connection);
+  check_process(connection);
 }
 
 Object new_cursor(PyObject* self) {
@@ -118,6 +119,7 @@ PyObject* close_method(PyObject* self, PyObject*) {
 PyObject* enter_method(PyObject* self, PyObject*) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
     check_open(Connection::of(self));
+    check_process(Connection::of(self));
     return Py_NewRef(self);
   });
 }

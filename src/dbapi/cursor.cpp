@@ -115,6 +115,7 @@ void check_usable(const Cursor& cursor) {
     python::raise(standard_sqlite3().programming_error, "Cannot operate on a closed cursor.");
   check_thread(cursor.connected());
   check_open(cursor.connected());
+  check_process(cursor.connected());
   check_not_locked(cursor);
 }
 

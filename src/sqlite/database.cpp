@@ -47,7 +47,11 @@ void Database::Close::operator()(sqlite3* handle) const noexcept {
 }
 
 Database::Database(const char* path, int busy_timeout_ms) {
+  watch_forks();
   const std::string name = plain_file_name(path);
+  if (const char* const refusal = refusal_after_fork(name.c_str())) {
+    throw Error(SQLITE_CANTOPEN, refusal);
+  }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(name.c_str(), &opened, kOpenFlags, vfs_shim_over_default());
   handle_ = {opened, Close{getpid()}};
