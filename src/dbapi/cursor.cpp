@@ -43,7 +43,8 @@ Statement::Step step(Cursor& cursor) {
   Statement::Step result{};
   int changes = 0;
   {
-    const ConnectionCall call(cursor.connected());
+    ConnectionCall call(cursor.connected());
+    if (cursor.statement->may_step_long()) call.about_to_work_long();
     result = cursor.statement->step();
     if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
       changes = cursor.connected().database->changes();

@@ -31,6 +31,7 @@ bool rows_need_python_code(const Cursor& cursor) {
 void fill_batch(Cursor& cursor, std::size_t wanted) {
   Statement& statement = *cursor.statement;
   std::optional<ConnectionCall> call(std::in_place, cursor.connected());
+  if (statement.may_step_long()) call->about_to_work_long();
   try {
     while (cursor.on_row && cursor.batch.rows() < wanted && cursor.batch.size() < kBatchBytes) {
       cursor.batch.append(statement);
