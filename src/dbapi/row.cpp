@@ -16,6 +16,7 @@ using python::Object;
 
 constinit PyTypeObject* type = nullptr;
 
+constinit python::Name kAbc{"collections.abc"};
 constinit python::Name kRegister{"register"};
 constinit python::Name kSequence{"Sequence"};
 
@@ -203,8 +204,9 @@ void make_row_type() {
   if (type != nullptr) return;
   const Object made = Object::take(PyType_FromSpec(&spec));
   // As with sqlite3.Row: isinstance and sequence patterns know it.
-  const Object abc = Object::take(PyImport_ImportModule("collections.abc"));
-  python::call_method(python::attribute(abc.get(), kSequence).get(), kRegister, made);
+  if (const Object abc = python::imported_module(kAbc)) {
+    python::call_method(python::attribute(abc.get(), kSequence).get(), kRegister, made);
+  }
   type = reinterpret_cast<PyTypeObject*>(Object(made).release());
 }
 
