@@ -65,9 +65,10 @@ bench: build ## time the store beside its peers
 build: $(installed) ## set up .venv with the store and everything these targets need
 
 .PHONY: wheel
-wheel: $(packages) ## put the wheel for users into dist/
+wheel: $(packages) ## put the wheel for users into dist/ and check that it bundles no SQLite
 	tools/system_packages.sh
 	$(python) -m pip wheel --quiet --no-build-isolation --no-deps --wheel-dir dist .
+	$(python) tools/check_wheel.py dist/*.whl
 
 .PHONY: clean
 clean: ## remove everything that make made
