@@ -23,6 +23,9 @@ from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
 Row = dict[str, Any]
 
+# The package is a compiled module without types.
+_connect: Any = libsql.connect  # pyright: ignore[reportAttributeAccessIssue]
+
 
 class ReplicatedStore(ANPRDatabase):
     """The store with connections of libSQL.
@@ -37,9 +40,9 @@ class ReplicatedStore(ANPRDatabase):
     def _get_conn(self) -> Any:
         url = os.environ.get("LIBSQL_URL")
         if not url:
-            return Connection(_told(libsql.connect, str(self.db_path)))
+            return Connection(_told(_connect, str(self.db_path)))
         token = os.environ.get("LIBSQL_TOKEN", "")
-        replica = _told(libsql.connect, str(self.db_path), sync_url=url, auth_token=token)
+        replica = _told(_connect, str(self.db_path), sync_url=url, auth_token=token)
         if time.monotonic() - self._synced_at >= self.max_age:
             _told(replica.sync)
             self._synced_at = time.monotonic()
