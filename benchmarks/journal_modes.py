@@ -62,17 +62,17 @@ def one_thread(store: ANPRDatabase, until: float, writes: list[float], reads: li
 def measure(mode: str, folder: Path, threads: int, seconds: float) -> tuple[float, ...]:
     writes: list[float] = []
     reads: list[float] = []
-    with tempfile.TemporaryDirectory(dir=folder) as scratch:
-        with prepared(mode, Path(scratch) / "anpr.db") as store:
-            until = time.perf_counter() + seconds
-            crowd = [
-                threading.Thread(target=one_thread, args=(store, until, writes, reads))
-                for _ in range(threads)
-            ]
-            for thread in crowd:
-                thread.start()
-            for thread in crowd:
-                thread.join()
+    scratch = tempfile.TemporaryDirectory(dir=folder)
+    with scratch, prepared(mode, Path(scratch.name) / "anpr.db") as store:
+        until = time.perf_counter() + seconds
+        crowd = [
+            threading.Thread(target=one_thread, args=(store, until, writes, reads))
+            for _ in range(threads)
+        ]
+        for thread in crowd:
+            thread.start()
+        for thread in crowd:
+            thread.join()
     return (
         (len(writes) + len(reads)) / seconds,
         statistics.median(writes) * 1e3,
