@@ -6,7 +6,6 @@ import importlib
 import os
 import shutil
 import sys
-from datetime import datetime
 from pathlib import Path
 
 import pytest
@@ -20,7 +19,9 @@ pytest.register_assert_rewrite("support")
 
 from support.child import NATIVE, TWIN  # noqa: E402
 from support.clock import Clock  # noqa: E402
-from support.recording import recording_class  # noqa: E402
+from support.fakes import recording_class  # noqa: E402
+from support.operations import NOW  # noqa: E402
+from support.sample_file import make_sample  # noqa: E402
 
 # No deadline: the machine may be busy with other work. Fixtures are made for a whole test.
 _COMMON = settings(
@@ -73,7 +74,7 @@ def store(store_module, db_path):
 @pytest.fixture
 def clock(store_module, monkeypatch):
     """The store's clock, standing still until the test sets it."""
-    replaced = Clock(datetime(2024, 5, 1, 14, 3, 27, 512034))
+    replaced = Clock(NOW)
     monkeypatch.setattr(store_module, "datetime", replaced.type)
     return replaced
 
@@ -85,3 +86,17 @@ def recorded(store_module, db_path):
     recorded_store = recording_class(store_module.ANPRDatabase, log)(db_path)
     log.clear()
     return recorded_store, log
+
+
+@pytest.fixture
+def sampled(store, db_path):
+    """A store whose file holds the sample rows, so that each operation's calls succeed."""
+    make_sample(db_path)
+    return store
+
+
+@pytest.fixture
+def recorded_sample(recorded, db_path):
+    """As `recorded`, with the sample rows in the file."""
+    make_sample(db_path)
+    return recorded

@@ -41,7 +41,7 @@ def run_with_faults(
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     from reliability.operations import good_calls
-    from reliability.sample_file import contents, make_sample, restore
+    from support.sample_file import contents, make_sample, restore
 
     unraisable: list[str] = []
     sys.unraisablehook = lambda given: unraisable.append(

@@ -45,7 +45,7 @@ SAME_ERRORS = """
     from support import faults as layer
     layer.install_file_layer()
     from reliability.operations import good_calls
-    from reliability.sample_file import make_sample, restore
+    from support.sample_file import make_sample, restore
     import support.twin
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
@@ -91,7 +91,7 @@ NEW_FILE = """
     from pathlib import Path
     from support import faults as layer
     layer.install_file_layer()
-    from reliability.sample_file import contents
+    from support.sample_file import contents
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     def columns(path, table):

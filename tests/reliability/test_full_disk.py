@@ -15,7 +15,7 @@ PROGRAM = """
     import os, sqlite3, sys
     from pathlib import Path
     sys.path.insert(0, sys.argv[2])
-    from reliability.sample_file import contents
+    from support.sample_file import contents
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     folder = Path(sys.argv[1])
@@ -87,7 +87,7 @@ def test_a_file_system_that_runs_full(tmp_path: Path) -> None:
 LIMITED = """
     import os, resource, signal, sqlite3, sys
     from pathlib import Path
-    from reliability.sample_file import contents
+    from support.sample_file import contents
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)

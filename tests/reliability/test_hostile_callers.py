@@ -15,7 +15,7 @@ from typing import Any
 import pytest
 from zentrope_anpr import zentrope_anpr_server_db as native
 
-from reliability.sample_file import contents, make_sample, restore
+from support.sample_file import contents, make_sample, restore
 from support import twin
 from support.json_cases import outcome
 

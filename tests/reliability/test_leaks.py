@@ -15,7 +15,7 @@ from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
 from reliability.leaks import assert_no_growth
 from reliability.operations import Call, bad_calls, good_calls
-from reliability.sample_file import make_sample
+from support.sample_file import make_sample
 from support.sql_cases import open_native
 
 
