@@ -9,16 +9,13 @@ from typing import Any, NamedTuple
 
 import pytest
 
-from support.sql_cases import assert_alike, id_of
+from support.alike import alike
+from support.sql_cases import assert_alike, id_of, outcome
 
 
 class Point(NamedTuple):
     a: int
     b: int
-
-
-def name_of(value: Any) -> str:
-    return id_of(value)
 
 
 class Sequence:
@@ -120,39 +117,31 @@ CONTAINERS: list[Any] = [
     collections.ChainMap({"a": 1}, {"b": 2}), collections.UserList([1, 2]),
     collections.deque([1, 2]), Point(1, 2), array.array("i", [1, 2]), memoryview(b"ab"),
 ]
-# fmt: on
 PLACEHOLDERS = [
-    "SELECT 1",
-    "SELECT ?, ?",
-    "SELECT ?2, ?1",
-    "SELECT ?2",
-    "SELECT :a, :b",
-    "SELECT @a, $b",
-    "SELECT :a, :a",
-    "SELECT ?, :a",
-    "SELECT :a, ?",
-    "SELECT ?1, :a",
-    "SELECT $a(x), :b",
+    "SELECT 1", "SELECT ?, ?", "SELECT ?2, ?1", "SELECT ?2", "SELECT :a, :b", "SELECT @a, $b",
+    "SELECT :a, :a", "SELECT ?, :a", "SELECT :a, ?", "SELECT ?1, :a", "SELECT $a(x), :b",
     "SELECT :\u00e9, :b",
 ]
+# fmt: on
 
 
-@pytest.mark.parametrize("container", CONTAINERS, ids=name_of)
+@pytest.mark.parametrize("container", CONTAINERS, ids=id_of)
 @pytest.mark.parametrize("sql", PLACEHOLDERS, ids=ascii)
-def test_any_container_of_values(sql: str, container: Any) -> None:
+@alike()
+def test_any_container_of_values(connection, sql, container):
     # An iterator would be empty for the second side.
     exhaustible = hasattr(container, "__next__")
-    assert_alike(lambda c: c.execute(sql, iter([1, 2]) if exhaustible else container).fetchall())
+    return connection.execute(sql, iter([1, 2]) if exhaustible else container).fetchall()
 
 
-@pytest.mark.parametrize("container", CONTAINERS, ids=name_of)
-def test_any_container_as_a_row_of_executemany(container: Any) -> None:
+@pytest.mark.parametrize("container", CONTAINERS, ids=id_of)
+@pytest.mark.parametrize("values", ["?, ?", ":a, :b"])
+def test_any_container_as_a_row_of_executemany(values, container):
     if hasattr(container, "__next__"):
         return
-    setup = "CREATE TABLE t (a, b)"
-    for sql in ("INSERT INTO t VALUES (?, ?)", "INSERT INTO t VALUES (:a, :b)"):
-        assert_alike(lambda c, sql: c.executemany(sql, [container]), sql, setup=setup)
-        assert_alike(lambda c, sql: c.executemany(sql, [(1, 2), container]), sql, setup=setup)
+    setup, sql = "CREATE TABLE t (a, b)", f"INSERT INTO t VALUES ({values})"
+    for rows in ([container], [(1, 2), container]):
+        assert_alike(lambda c, rows: c.executemany(sql, rows), rows, setup=setup)
 
 
 def rows_then_failure() -> Any:
@@ -162,18 +151,13 @@ def rows_then_failure() -> Any:
 
 
 class Iterable:
+    def __init__(self, answer: Any = None) -> None:
+        self.answer = answer
+
     def __iter__(self) -> Any:
-        return iter([(1, 2)])
-
-
-class BrokenIterable:
-    def __iter__(self) -> Any:
-        raise LookupError("iterated")
-
-
-class NotAnIterator:
-    def __iter__(self) -> Any:
-        return 5
+        if isinstance(self.answer, BaseException):
+            raise self.answer
+        return self.answer or iter([(1, 2)])
 
 
 class EndsByIndex:
@@ -183,35 +167,30 @@ class EndsByIndex:
         return (index, index)
 
 
-@pytest.mark.parametrize(
-    "make",
-    [
-        lambda: [(1, 2), (3, 4)],
-        lambda: ((n, n) for n in range(5)),
-        lambda: iter([(1, 2)]),
-        lambda: {(1, 2): 0},
-        lambda: {"ab": 0},
-        lambda: "ab",
-        lambda: [[1], [1, 2]],
-        lambda: [(1, 2), 5],
-        lambda: [(1, 2), None],
-        lambda: None,
-        lambda: 5,
-        lambda: object(),
-        rows_then_failure,
-        Iterable,
-        BrokenIterable,
-        NotAnIterator,
-        EndsByIndex,
-    ],
-)
-def test_any_source_of_rows_for_executemany(make: Any) -> None:
-    def steps(connection: Any) -> Any:
-        try:
-            cursor = connection.executemany("INSERT INTO t VALUES (?, ?)", make())
-        finally:
-            stored = connection.execute("SELECT * FROM t").fetchall()
-            stored.append(connection.in_transaction)
-        return cursor, stored
+SOURCES: dict[str, Any] = {
+    "rows": lambda: [(1, 2), (3, 4)],
+    "generator": lambda: ((n, n) for n in range(5)),
+    "iterator": lambda: iter([(1, 2)]),
+    "dict of rows": lambda: {(1, 2): 0},
+    "dict of texts": lambda: {"ab": 0},
+    "text": lambda: "ab",
+    "short row": lambda: [[1], [1, 2]],
+    "row of no kind": lambda: [(1, 2), 5],
+    "row of none": lambda: [(1, 2), None],
+    "none": lambda: None,
+    "number": lambda: 5,
+    "object": object,
+    "failing generator": rows_then_failure,
+    "iterable": Iterable,
+    "failing iterable": lambda: Iterable(LookupError("iterated")),
+    "no iterator": lambda: Iterable(5),
+    "by index": EndsByIndex,
+}
 
-    assert_alike(steps, setup="CREATE TABLE t (a, b)")
+
+@pytest.mark.parametrize("source", SOURCES)
+@alike("CREATE TABLE t (a, b)")
+def test_any_source_of_rows_for_executemany(connection, source):
+    result = outcome(connection.executemany, "INSERT INTO t VALUES (?, ?)", SOURCES[source]())
+    stored = connection.execute("SELECT * FROM t").fetchall()
+    return result, stored, connection.in_transaction

@@ -15,6 +15,7 @@ import pytest
 from hypothesis import given, settings
 from hypothesis import strategies as st
 
+from support.alike import alike
 from support.sql_cases import assert_alike, id_of
 
 
@@ -75,18 +76,16 @@ VALUES: list[Any] = [
 # fmt: on
 
 
-def name_of(value: Any) -> str:
-    return id_of(value)
-
-
-@pytest.mark.parametrize("value", VALUES, ids=name_of)
-def test_a_value_of_any_type(value: Any) -> None:
-    read = "SELECT ? AS v, typeof(?) AS t"
-    assert_alike(lambda c: c.execute(read, (value, value)).fetchall())
-    assert_alike(lambda c: c.execute(read, [value, value]).fetchall())
-    assert_alike(lambda c: c.execute("SELECT :v AS v, typeof(:v) AS t", {"v": value}).fetchall())
-    assert_alike(lambda c: c.execute("SELECT ?1, ?1", (value,)).fetchall())
-    assert_alike(lambda c: c.execute("SELECT 1, ?, ?", (1, value)).fetchall())
+@pytest.mark.parametrize("value", VALUES, ids=id_of)
+def test_a_value_of_any_type(value):
+    for sql, bound in (
+        ("SELECT ? AS v, typeof(?) AS t", (value, value)),
+        ("SELECT ? AS v, typeof(?) AS t", [value, value]),
+        ("SELECT :v AS v, typeof(:v) AS t", {"v": value}),
+        ("SELECT ?1, ?1", (value,)),
+        ("SELECT 1, ?, ?", (1, value)),
+    ):
+        assert_alike(lambda c, sql, bound: c.execute(sql, bound).fetchall(), sql, bound)
     assert_alike(
         lambda c: c.executemany("INSERT INTO t VALUES (?)", [(1,), (value,), (3,)]),
         setup="CREATE TABLE t (v)",
@@ -97,20 +96,17 @@ def test_a_value_of_any_type(value: Any) -> None:
     )
 
 
-@given(
-    st.lists(
-        st.one_of(
-            st.none(),
-            st.booleans(),
-            st.integers(-(2**65), 2**65),
-            st.floats(),
-            st.text(st.characters(exclude_categories=()), max_size=10),
-            st.binary(max_size=10),
-        ),
-        max_size=5,
-    ),
-    st.integers(0, 5),
+plain_values = st.one_of(
+    st.none(),
+    st.booleans(),
+    st.integers(-(2**65), 2**65),
+    st.floats(),
+    st.text(st.characters(exclude_categories=()), max_size=10),
+    st.binary(max_size=10),
 )
+
+
+@given(st.lists(plain_values, max_size=5), st.integers(0, 5))
 @settings(max_examples=300, deadline=None)
 def test_any_row_of_plain_values_and_any_number_of_placeholders(values: list, count: int) -> None:
     sql = "SELECT 1" + ", ?" * count
@@ -118,44 +114,37 @@ def test_any_row_of_plain_values_and_any_number_of_placeholders(values: list, co
     assert_alike(lambda c: c.execute(sql, tuple(values)).fetchall())
 
 
+@pytest.mark.parametrize("count", [999, 32766, 250_000])
 @pytest.mark.parametrize("extra", [-1, 0, 1])
-def test_as_many_values_as_the_engine_takes(extra: int) -> None:
-    for count in (999, 32766, 250_000):
-        sql = "SELECT 1 WHERE 0 IN (" + ",".join("?" * count) + ")"
-        assert_alike(
-            lambda c, sql, values: c.execute(sql, values).fetchall(), sql, [1] * (count + extra)
-        )
+@alike()
+def test_as_many_values_as_the_engine_takes(connection, count, extra):
+    sql = "SELECT 1 WHERE 0 IN (" + ",".join("?" * count) + ")"
+    return connection.execute(sql, [1] * (count + extra)).fetchall()
 
 
-def test_a_placeholder_beyond_the_engines_limit() -> None:
-    for sql in ("SELECT ?250000", "SELECT ?250001", "SELECT ?0", "SELECT ?x"):
-        assert_alike(lambda c, sql: c.execute(sql, ()).fetchall(), sql)
+@pytest.mark.parametrize("place", ["250000", "250001", "0", "x"])
+@alike()
+def test_a_placeholder_beyond_the_engines_limit(connection, place):
+    return connection.execute(f"SELECT ?{place}", ()).fetchall()
 
 
-def test_a_value_keeps_no_reference_after_the_statement_is_done() -> None:
+@alike("CREATE TABLE t (a, b, c, d, e, f)")
+def test_a_value_keeps_no_reference_after_the_statement_is_done(connection):
+    # fmt: off
     values = [
-        "text " * 10,
-        b"bytes " * 10,
-        PlainText("subclass " * 10),
-        10**12,
-        1.25e10,
+        "text " * 10, b"bytes " * 10, PlainText("subclass " * 10), 10**12, 1.25e10,
         bytearray(b"x" * 50),
     ]
+    # fmt: on
     before = [sys.getrefcount(value) for value in values]
-
-    def steps(connection: Any) -> Any:
-        connection.execute("INSERT INTO t VALUES (?, ?, ?, ?, ?, ?)", values)
-        connection.executemany("INSERT INTO t VALUES (?, ?, ?, ?, ?, ?)", [values, values])
-
-    assert_alike(steps, setup="CREATE TABLE t (a, b, c, d, e, f)")
+    connection.execute("INSERT INTO t VALUES (?, ?, ?, ?, ?, ?)", values)
+    connection.executemany("INSERT INTO t VALUES (?, ?, ?, ?, ?, ?)", [values, values])
     assert [sys.getrefcount(value) for value in values] == before
 
 
-def test_a_changed_buffer_does_not_change_what_was_bound() -> None:
-    def steps(connection: Any) -> Any:
-        buffer = bytearray(b"before")
-        cursor = connection.execute("SELECT ? UNION ALL SELECT ?", (buffer, buffer))
-        buffer[:] = b"after!"
-        return cursor.fetchall()
-
-    assert_alike(steps)
+@alike()
+def test_a_changed_buffer_does_not_change_what_was_bound(connection):
+    buffer = bytearray(b"before")
+    cursor = connection.execute("SELECT ? UNION ALL SELECT ?", (buffer, buffer))
+    buffer[:] = b"after!"
+    return cursor.fetchall()
