@@ -4,7 +4,10 @@ from __future__ import annotations
 
 import pytest
 
-from support.child import NATIVE, run_child
+from support import child
+from support.child import NATIVE
+
+pytestmark = pytest.mark.slow
 
 PRELUDE = f"""
 import _imp, builtins, importlib, importlib.util, sys, traceback, types, warnings
@@ -38,8 +41,8 @@ print("done")
 """
 
 
-def child(code: str, cwd) -> None:
-    assert run_child(PRELUDE + code + FORGOTTEN, cwd=cwd).endswith("done\n")
+def run(code: str, cwd) -> None:
+    assert child.output(PRELUDE + code + FORGOTTEN, cwd=cwd).endswith("done\n")
 
 
 @pytest.mark.parametrize(
@@ -53,7 +56,7 @@ def child(code: str, cwd) -> None:
     ],
 )
 def test_a_missing_module_fails_with_the_interpreters_error(native, tmp_path, missing, arrived):
-    child(
+    run(
         f"""
 kept = sys.modules[{missing!r}]
 sys.modules[{missing!r}] = None
@@ -82,7 +85,7 @@ sys.modules[{missing!r}] = kept
 def test_a_missing_name_fails_and_the_names_before_it_are_bound(
     native, tmp_path, source, name, arrived
 ):
-    child(
+    run(
         f"""
 kept = sys.modules[{source!r}]
 lacking = types.ModuleType({source!r})
@@ -101,7 +104,7 @@ assert bound(module) == IMPORTED[:{arrived}], bound(module)
 
 @pytest.mark.parametrize("name", ["staticmethod", "round", "TypeError", "sorted"])
 def test_a_missing_builtin_fails_before_anything_is_imported(native, tmp_path, name):
-    child(
+    run(
         f"""
 module = _imp.create_dynamic(spec)
 kept_json, sys.modules["json"] = sys.modules["json"], None
@@ -122,7 +125,7 @@ assert "__builtins__" in vars(module)
 
 
 def test_the_error_has_one_traceback_entry_for_the_execute_step(native, tmp_path):
-    child(
+    run(
         """
 kept, sys.modules["json"] = sys.modules["json"], None
 module = _imp.create_dynamic(spec)
@@ -136,7 +139,7 @@ assert entries.count("init " + NAME) == 1, entries
 
 
 def test_an_import_statement_that_fails_forgets_the_module_too(native, tmp_path):
-    child(
+    run(
         """
 kept, sys.modules["pathlib"] = sys.modules["pathlib"], None
 module = None
@@ -156,7 +159,7 @@ sys.modules["pathlib"] = kept
 
 
 def test_after_a_failure_the_create_step_makes_a_new_module(native, tmp_path):
-    child(
+    run(
         """
 module = _imp.create_dynamic(spec)
 kept, sys.modules["typing"] = sys.modules["typing"], None

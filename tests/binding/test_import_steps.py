@@ -4,7 +4,10 @@ from __future__ import annotations
 
 import pytest
 
-from support.child import NATIVE, run_child
+from support import child
+from support.child import NATIVE
+
+pytestmark = pytest.mark.slow
 
 PRELUDE = f"""
 import _imp, builtins, ctypes, importlib, importlib.util, sys, types
@@ -28,12 +31,12 @@ def run_in(interpreter, code):
 """
 
 
-def child(code: str, **options) -> None:
-    assert run_child(PRELUDE + code + "\nprint('done')\n", **options).endswith("done\n")
+def run(code: str, **options) -> None:
+    assert child.output(PRELUDE + code + "\nprint('done')\n", **options).endswith("done\n")
 
 
 def test_the_create_step_makes_a_module_named_by_the_spec_and_nothing_more(native):
-    child("""
+    run("""
 module = _imp.create_dynamic(spec)
 assert type(module) is types.ModuleType
 assert module.__name__ == NAME
@@ -49,7 +52,7 @@ assert "__builtins__" not in vars(module)
 
 
 def test_the_create_step_copies_only_what_the_spec_has(native):
-    child("""
+    run("""
 module = _imp.create_dynamic(bare_spec())
 assert module.__name__ == NAME
 assert module.__file__ == spec.origin
@@ -60,7 +63,7 @@ assert "__path__" not in vars(module)
 
 
 def test_the_create_step_copies_the_search_locations_of_a_spec_that_has_them(native):
-    child("""
+    run("""
 loader, locations = object(), ["somewhere"]
 module = _imp.create_dynamic(
     bare_spec(loader=loader, parent="a.parent", submodule_search_locations=locations)
@@ -72,14 +75,14 @@ assert module.__path__ is locations
 
 
 def test_the_create_step_leaves_out_search_locations_that_are_none(native):
-    child("""
+    run("""
 module = _imp.create_dynamic(bare_spec(submodule_search_locations=None))
 assert "__path__" not in vars(module)
 """)
 
 
 def test_the_create_step_passes_on_an_error_of_reading_the_spec(native):
-    child("""
+    run("""
 class Spec:
     name = NAME
     origin = spec.origin
@@ -95,7 +98,7 @@ assert module.__name__ == NAME
 
 
 def test_the_create_step_called_twice_gives_the_same_module(native):
-    child("""
+    run("""
 first = _imp.create_dynamic(spec)
 assert _imp.create_dynamic(spec) is first
 assert _imp.create_dynamic(bare_spec(parent="another")) is first
@@ -104,7 +107,7 @@ assert first.__package__ == "zentrope_anpr"
 
 
 def test_the_execute_step_fills_the_module_that_was_created(native):
-    child("""
+    run("""
 module = _imp.create_dynamic(spec)
 assert _imp.exec_dynamic(module) == 0
 assert sys.modules[NAME] is module
@@ -114,7 +117,7 @@ assert importlib.import_module(NAME) is module
 
 
 def test_a_module_created_under_another_name_is_kept_under_the_full_name(native):
-    child("""
+    run("""
 other = types.SimpleNamespace(name="elsewhere.zentrope_anpr_server_db", origin=spec.origin)
 module = _imp.create_dynamic(other)
 assert module.__name__ == other.name
@@ -126,7 +129,7 @@ assert module.ANPRDatabase.get_history.__module__ == NAME
 
 
 def test_names_are_bound_in_the_order_of_the_imports(native):
-    child("""
+    run("""
 module = importlib.import_module(NAME)
 names = [name for name in vars(module) if not name.startswith("_")]
 assert names == [
@@ -145,7 +148,7 @@ execute.argtypes, execute.restype = [ctypes.py_object, ctypes.c_void_p], ctypes.
 
 
 def test_the_init_function_hands_over_the_module_definition_and_does_nothing_else(native):
-    child(
+    run(
         EXECUTE
         + """
 before = set(sys.modules)
@@ -157,7 +160,7 @@ assert set(sys.modules) == before
 
 
 def test_executing_the_same_module_again_returns_at_once(native):
-    child(
+    run(
         EXECUTE
         + """
 module = importlib.import_module(NAME)
@@ -170,7 +173,7 @@ assert module.json is None
 
 
 def test_executing_into_another_module_fails_and_leaves_the_imported_one(native, tmp_path):
-    child(
+    run(
         EXECUTE
         + """
 module = importlib.import_module(NAME)
@@ -194,7 +197,7 @@ assert store.get_history() == []
 
 @pytest.mark.parametrize("style", ["plain", "isolated"])
 def test_a_second_interpreter_is_refused(native, style):
-    out = run_child(
+    out = child.output(
         PRELUDE
         + f"""
 import os, _xxsubinterpreters
@@ -221,7 +224,7 @@ os._exit(0)  # ending other interpreters is not what this is about
 
 
 def test_the_first_interpreter_keeps_the_module_also_when_it_is_not_the_main_one(native):
-    out = run_child(
+    out = child.output(
         PRELUDE
         + """
 import os, _xxsubinterpreters

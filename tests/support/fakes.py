@@ -241,7 +241,7 @@ class Undecided:
         self._error = error or ArithmeticError("undecided")
 
     def __bool__(self) -> bool:
-        raise self._error
+        raise self._error.with_traceback(None)  # it may be raised again and again
 
 
 class Truth:

@@ -14,7 +14,7 @@ from unittest import mock
 import pytest
 
 from support.child import NATIVE
-from support.method_table import ALWAYS_THERE, METHODS, REQUIRED, Method, methods_of
+from support.operations import BY_NAME, OPERATIONS, REQUIRED, Operation
 from support.values import error_of, exactly
 
 
@@ -23,19 +23,18 @@ def store_class(store_module):
     return store_module.ANPRDatabase
 
 
-@pytest.fixture(params=METHODS, ids=lambda method: method.name)
-def method(request, store_class):
-    if request.param not in methods_of(store_class):
-        pytest.skip("not built yet")
+@pytest.fixture(params=OPERATIONS, ids=str)
+def method(request):
     return request.param
 
 
-def function_of(store_class: type, method: Method) -> types.FunctionType:
+@pytest.fixture
+def function(store_class, method) -> types.FunctionType:
     held = vars(store_class)[method.name]
     return held.__func__ if method.static else held
 
 
-def expected_signature(method: Method) -> inspect.Signature:
+def expected_signature(method: Operation) -> inspect.Signature:
     empty = inspect.Parameter.empty
     return inspect.Signature(
         [
@@ -49,12 +48,6 @@ def expected_signature(method: Method) -> inspect.Signature:
         ],
         return_annotation=inspect.Signature.empty if method.returns is None else method.returns,
     )
-
-
-def test_the_table_names_each_method_once():
-    names = [m.name for m in METHODS]
-    assert len(names) == len(set(names)) == 25
-    assert set(names) >= ALWAYS_THERE
 
 
 def test_the_class_is_an_ordinary_one(store_class, store_module):
@@ -73,57 +66,42 @@ def test_the_class_belongs_to_the_module_by_its_full_name(native):
 def test_the_class_defines_its_methods_in_table_order_and_nothing_else(store_class):
     made_by_type = {"__module__", "__dict__", "__weakref__", "__doc__"}
     names = [name for name in vars(store_class) if name not in made_by_type]
-    assert names == [m.name for m in methods_of(store_class)]
+    assert names == list(BY_NAME)
+    assert len(names) == 25
 
 
-def test_a_method_is_a_genuine_function(store_class, method):
-    function = function_of(store_class, method)
+def test_a_method_is_a_genuine_function_named_after_itself(
+    store_class, store_module, function, method
+):
     assert type(function) is types.FunctionType
-    assert inspect.isfunction(function)
     assert isinstance(vars(store_class)[method.name], staticmethod) is method.static
-
-
-def test_a_method_is_named_after_itself_and_the_class(store_class, method):
-    function = function_of(store_class, method)
     assert function.__name__ == method.name
     assert function.__qualname__ == f"ANPRDatabase.{method.name}"
     assert function.__module__ == store_class.__module__
+    assert function.__globals__ is vars(store_module)
 
 
-def test_a_method_has_the_defaults_of_the_table(store_class, method):
-    function = function_of(store_class, method)
+def test_a_method_has_the_defaults_and_annotations_of_the_table(function, method):
     assert exactly(function.__defaults__) == exactly(method.defaults)
     assert function.__kwdefaults__ is None
-
-
-def test_a_method_has_the_annotations_of_the_table_as_text(store_class, method):
-    function = function_of(store_class, method)
     assert exactly(function.__annotations__) == exactly(method.annotations)
 
 
-def test_the_code_of_a_method_tells_its_parameters(store_class, method):
-    code = function_of(store_class, method).__code__
-    names = tuple(p.name for p in method.all_parameters)
-    assert code.co_argcount == len(names)
-    assert code.co_varnames[: code.co_argcount] == names
+def test_the_code_of_a_method_tells_its_parameters(function, method):
+    code = function.__code__
+    assert code.co_varnames[: code.co_argcount] == tuple(p.name for p in method.all_parameters)
     assert (code.co_posonlyargcount, code.co_kwonlyargcount) == (0, 0)
     assert not code.co_flags & (inspect.CO_VARARGS | inspect.CO_VARKEYWORDS)
 
 
-def test_the_signature_of_a_method_is_the_one_of_the_table(store_class, method):
-    function = function_of(store_class, method)
+def test_the_signature_of_a_method_is_the_one_of_the_table(function, method):
     assert inspect.signature(function) == expected_signature(method)
     assert str(inspect.signature(function)) == str(expected_signature(method))
 
 
-def test_the_globals_of_a_method_are_the_module_namespace(store_class, store_module, method):
-    assert function_of(store_class, method).__globals__ is vars(store_module)
-
-
-def test_the_hints_of_a_method_evaluate_in_the_module(store_class, store_module, method):
-    hints = typing.get_type_hints(function_of(store_class, method))
+def test_the_hints_of_a_method_evaluate_in_the_module(function, store_module, method):
     expected = {n: eval(text, vars(store_module)) for n, text in method.annotations.items()}
-    assert hints == expected
+    assert typing.get_type_hints(function) == expected
 
 
 def test_the_hints_of_recording_are_typings_own(store_class):
@@ -136,13 +114,13 @@ def test_the_hints_of_recording_are_typings_own(store_class):
 def test_help_shows_every_method_with_its_signature(store_class):
     page = pydoc.render_doc(store_class, renderer=pydoc.plaintext)
     assert "class ANPRDatabase(builtins.object)" in page
-    for method in methods_of(store_class):
+    for method in OPERATIONS:
         if not method.name.startswith("_") or method.name == "__init__":
             assert f"{method.name}{expected_signature(method)}" in page
 
 
 def test_every_public_method_has_a_docstring(native):
-    for method in methods_of(native.ANPRDatabase):
+    for method in OPERATIONS:
         if not method.name.startswith("_"):
             assert inspect.getdoc(getattr(native.ANPRDatabase, method.name)), method.name
 
@@ -190,14 +168,6 @@ def test_methods_are_bound_to_the_object(store, store_class):
         "(limit: 'int' = 100, offset: 'int' = 0, date_from: 'str' = None, date_to: 'str' = None)"
         " -> 'List[Dict]'"
     )
-
-
-def test_two_defaults_stay_as_they_are_though_they_look_like_slips(store_class):
-    assert exactly(store_class.get_history.__defaults__) == exactly((100, 0, None, None))
-    assert store_class.get_history.__annotations__["date_from"] == "str"
-    if "search_plates" in vars(store_class):
-        expected = ("", None, None, 0, "", "", "", "", "", "", 100, 0)
-        assert exactly(store_class.search_plates.__defaults__) == exactly(expected)
 
 
 def test_the_class_needs_no_object_for_row_conversion(store_class, store):
