@@ -2,12 +2,12 @@
 
 from __future__ import annotations
 
-import sqlite3
 from typing import Any
 
 import pytest
 
-from support.sql_cases import assert_alike
+from support.alike import alike
+from support.sql_cases import assert_alike, outcome
 
 SETUP = """
 CREATE TABLE t (id INTEGER PRIMARY KEY, name TEXT UNIQUE, n REAL NOT NULL DEFAULT 0, b BLOB);
@@ -65,116 +65,49 @@ STATEMENTS = (
 # fmt: on
 
 
-@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
-def test_execute_then_fetch_everything(sql: str) -> None:
+EVERY_STATEMENT = pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
+
+
+@EVERY_STATEMENT
+def test_execute_then_fetch_everything(sql):
     assert_alike(lambda c: c.execute(sql), setup=SETUP)
     assert_alike(lambda c: c.execute(sql).fetchall(), setup=SETUP)
     assert_alike(lambda c: list(c.execute(sql)), setup=SETUP)
     assert_alike(lambda c: (c.execute(sql), c.in_transaction, c.commit()), setup=SETUP)
 
 
-@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
-def test_execute_inside_an_open_transaction(sql: str) -> None:
-    def steps(connection: Any) -> Any:
-        connection.execute("INSERT INTO t (id, name) VALUES (50, 'fifty')")
-        cursor = connection.execute(sql)
-        return cursor.fetchmany(2), connection.in_transaction, cursor
-
-    assert_alike(steps, setup=SETUP)
+@EVERY_STATEMENT
+@alike(SETUP)
+def test_execute_inside_an_open_transaction(connection, sql):
+    connection.execute("INSERT INTO t (id, name) VALUES (50, 'fifty')")
+    cursor = connection.execute(sql)
+    return cursor.fetchmany(2), connection.in_transaction, cursor
 
 
 @pytest.mark.parametrize("level", [None, "IMMEDIATE", "EXCLUSIVE"])
-@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
-def test_execute_under_another_isolation_level(sql: str, level: str | None) -> None:
-    def steps(connection: Any) -> Any:
-        connection.isolation_level = level
-        cursor = connection.execute(sql)
-        return cursor, connection.in_transaction, cursor.fetchall()
-
-    assert_alike(steps, setup=SETUP)
+@EVERY_STATEMENT
+@alike(SETUP)
+def test_execute_under_another_isolation_level(connection, sql, level):
+    connection.isolation_level = level
+    cursor = connection.execute(sql)
+    return cursor, connection.in_transaction, cursor.fetchall()
 
 
-@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
-def test_executemany_of_no_one_and_two_rows(sql: str) -> None:
+@EVERY_STATEMENT
+def test_executemany_of_no_one_and_two_rows(sql):
     for rows in ([], [()], [(), ()]):
         assert_alike(lambda c, rows: c.executemany(sql, rows), rows, setup=SETUP)
         assert_alike(lambda c, rows: c.executemany(sql, rows).fetchall(), rows, setup=SETUP)
 
 
-@pytest.mark.parametrize("sql", STATEMENTS, ids=ascii)
-def test_executescript(sql: str) -> None:
-    assert_alike(lambda c: c.executescript(sql), setup=SETUP)
-
-    def after_an_insert(connection: Any) -> Any:
+@pytest.mark.parametrize("inside", [False, True])
+@EVERY_STATEMENT
+@alike(SETUP)
+def test_executescript(connection, sql, inside):
+    if inside:
         connection.execute("INSERT INTO t (id, name) VALUES (50, 'fifty')")
-        cursor = connection.executescript(sql)
-        return cursor, connection.in_transaction, cursor.fetchall()
-
-    assert_alike(after_an_insert, setup=SETUP)
-
-
-NOT_SQL = [
-    None,
-    1,
-    1.5,
-    b"SELECT 1",
-    bytearray(b"SELECT 1"),
-    ["SELECT 1"],
-    ("SELECT 1",),
-    object,
-    ...,
-]
-ODD_SQL = [
-    "\0SELECT 1",
-    "SELECT 1\0",
-    "SELECT\0 1",
-    "SELECT 1; \0",
-    "\0",
-    "SELECT '\ud8ff'",
-    "SELECT '\udcff'",
-    "\ud800",
-]
-
-
-@pytest.mark.parametrize("sql", [*NOT_SQL, *ODD_SQL], ids=ascii)
-@pytest.mark.parametrize("method", ["execute", "executemany", "executescript"])
-def test_what_is_no_statement_fails_as_in_python(method: str, sql: Any) -> None:
-    given = (sql, [()]) if method == "executemany" else (sql,)
-    assert_alike(lambda c: getattr(c, method)(*given))
-    assert_alike(lambda c: getattr(c.cursor(), method)(*given))
-
-
-@pytest.mark.parametrize(
-    ("method", "given", "named"),
-    [
-        ("execute", (), {}),
-        ("execute", ("SELECT 1", (), ()), {}),
-        ("execute", ("SELECT 1",), {"parameters": ()}),
-        ("execute", (), {"sql": "SELECT 1"}),
-        ("executemany", (), {}),
-        ("executemany", ("SELECT 1",), {}),
-        ("executemany", ("SELECT 1", [], []), {}),
-        ("executemany", ("INSERT INTO t (name) VALUES (?)",), {"parameters": []}),
-        ("executescript", (), {}),
-        ("executescript", ("SELECT 1", ()), {}),
-        ("executescript", (), {"sql_script": "SELECT 1"}),
-        ("cursor", (1,), {}),
-        ("cursor", (None,), {}),
-        ("commit", (1,), {}),
-        ("rollback", (1,), {}),
-        ("close", (1,), {}),
-        ("commit", (), {"x": 1}),
-    ],
-)
-def test_wrong_arguments_fail_with_the_same_class(method: str, given: tuple, named: dict) -> None:
-    def on_connection(connection: Any) -> Any:
-        try:
-            getattr(connection, method)(*given, **named)
-        except TypeError:
-            return "TypeError"
-        return "taken"
-
-    assert_alike(on_connection, setup=SETUP)
+    cursor = connection.executescript(sql)
+    return cursor, connection.in_transaction, cursor.fetchall()
 
 
 class TextSubclass(str):
@@ -184,23 +117,63 @@ class TextSubclass(str):
         return "SELECT 'spelled'"
 
 
-def test_a_subclass_of_text_is_a_statement() -> None:
-    assert_alike(lambda c: c.execute(TextSubclass("SELECT 1")).fetchall())
-    assert_alike(lambda c: c.executescript(TextSubclass("SELECT 1")).fetchall())
+# fmt: off
+ODD = [
+    None, 1, 1.5, b"SELECT 1", bytearray(b"SELECT 1"), ["SELECT 1"], ("SELECT 1",), object, ...,
+    "\0SELECT 1", "SELECT 1\0", "SELECT\0 1", "SELECT 1; \0", "\0", "SELECT '\ud8ff'",
+    "SELECT '\udcff'", "\ud800", TextSubclass("SELECT 1"),
+]
+WRONG: list[tuple[str, tuple, dict]] = [
+    ("execute", (), {}),
+    ("execute", ("SELECT 1", (), ()), {}),
+    ("execute", ("SELECT 1",), {"parameters": ()}),
+    ("execute", (), {"sql": "SELECT 1"}),
+    ("executemany", (), {}),
+    ("executemany", ("SELECT 1",), {}),
+    ("executemany", ("SELECT 1", [], []), {}),
+    ("executemany", ("INSERT INTO t (name) VALUES (?)",), {"parameters": []}),
+    ("executescript", (), {}),
+    ("executescript", ("SELECT 1", ()), {}),
+    ("executescript", (), {"sql_script": "SELECT 1"}),
+    ("cursor", (1,), {}),
+    ("cursor", (None,), {}),
+    ("commit", (1,), {}),
+    ("rollback", (1,), {}),
+    ("close", (1,), {}),
+    ("commit", (), {"x": 1}),
+]
+# fmt: on
 
 
-def test_the_same_statement_again_after_the_schema_changed() -> None:
-    def steps(connection: Any) -> Any:
-        first = connection.execute("SELECT * FROM t").fetchall()
-        connection.execute("ALTER TABLE t ADD COLUMN later DEFAULT 'x'")
-        again = connection.execute("SELECT * FROM t")
-        described = [column[0] for column in again.description]
-        connection.execute("DROP TABLE t")
-        connection.execute("CREATE TABLE t (only)")
-        last = connection.execute("SELECT * FROM t")
-        return first, described, again.fetchall(), last.description
+@pytest.mark.parametrize("sql", ODD, ids=ascii)
+@pytest.mark.parametrize("method", ["execute", "executemany", "executescript"])
+@pytest.mark.parametrize("on", ["connection", "cursor"])
+@alike()
+def test_what_is_no_statement_fails_as_in_python(connection, on, method, sql):
+    runner = connection if on == "connection" else connection.cursor()
+    return getattr(runner, method)(sql, *([[()]] if method == "executemany" else [])).fetchall()
 
-    assert_alike(steps, setup=SETUP)
+
+@pytest.mark.parametrize(("method", "given", "named"), WRONG)
+@alike(SETUP)
+def test_wrong_arguments_fail_with_the_same_class(connection, method, given, named):
+    try:
+        getattr(connection, method)(*given, **named)
+    except TypeError:
+        return "TypeError"
+    return "taken"
+
+
+@alike(SETUP)
+def test_the_same_statement_again_after_the_schema_changed(connection):
+    first = connection.execute("SELECT * FROM t").fetchall()
+    connection.execute("ALTER TABLE t ADD COLUMN later DEFAULT 'x'")
+    again = connection.execute("SELECT * FROM t")
+    described = [column[0] for column in again.description]
+    connection.execute("DROP TABLE t")
+    connection.execute("CREATE TABLE t (only)")
+    last = connection.execute("SELECT * FROM t")
+    return first, described, again.fetchall(), last.description
 
 
 @pytest.mark.parametrize(
@@ -214,49 +187,40 @@ def test_the_same_statement_again_after_the_schema_changed() -> None:
         ("SELECT ?", object(), 5),
     ],
 )
-def test_a_statement_that_failed_can_be_run_again(sql: str, bad: Any, good: Any) -> None:
-    def steps(connection: Any) -> Any:
-        seen: list[Any] = []
-        for value in (good, bad, bad, good, bad):
-            for runner in (connection, connection.cursor()):
-                try:
-                    seen.append(runner.execute(sql, (value,)).fetchall())
-                except sqlite3.Error as error:
-                    seen.append((type(error).__name__, str(error)))
-        return seen
-
-    assert_alike(steps, setup=SETUP)
+@alike(SETUP)
+def test_a_statement_that_failed_can_be_run_again(connection, sql, bad, good):
+    return [
+        outcome(lambda runner, value: runner.execute(sql, (value,)).fetchall(), runner, value)
+        for value in (good, bad, bad, good, bad)
+        for runner in (connection, connection.cursor())
+    ]
 
 
-def test_the_same_statement_in_two_cursors_at_once() -> None:
-    def steps(connection: Any) -> Any:
-        first = connection.execute("SELECT id FROM t WHERE id < ?", (3,))
-        one = first.fetchone()
-        second = connection.execute("SELECT id FROM t WHERE id < ?", (2,))
-        return one, second.fetchall(), first.fetchall()
-
-    assert_alike(steps, setup=SETUP)
+@alike(SETUP)
+def test_the_same_statement_in_two_cursors_at_once(connection):
+    first = connection.execute("SELECT id FROM t WHERE id < ?", (3,))
+    one = first.fetchone()
+    second = connection.execute("SELECT id FROM t WHERE id < ?", (2,))
+    return one, second.fetchall(), first.fetchall()
 
 
-def test_many_different_statements_on_one_connection() -> None:
-    def steps(connection: Any) -> Any:
-        held = [connection.execute(f"SELECT {n} AS c{n}, id FROM t") for n in range(300)]
-        return [cursor.fetchone() for cursor in held], [
-            cursor.fetchall() for cursor in reversed(held)
-        ]
-
-    assert_alike(steps, setup=SETUP)
+@alike(SETUP)
+def test_many_different_statements_on_one_connection(connection):
+    held = [connection.execute(f"SELECT {n} AS c{n}, id FROM t") for n in range(300)]
+    return [c.fetchone() for c in held], [c.fetchall() for c in reversed(held)]
 
 
-def test_total_changes_and_row_ids_over_many_statements() -> None:
-    def steps(connection: Any) -> Any:
-        seen = []
-        for sql in STATEMENTS:
-            try:
-                cursor = connection.execute(sql)
-                seen.append((cursor.rowcount, cursor.lastrowid, connection.total_changes))
-            except Exception as error:
-                seen.append((str(error), connection.total_changes, connection.in_transaction))
-        return seen
+@alike(SETUP)
+def test_declared_types_are_not_detected(connection):
+    connection.execute("CREATE TEMP TABLE d (a date, b timestamp, c boolean)")
+    connection.execute("INSERT INTO d VALUES ('2024-05-01', '2024-05-01 10:00:00', 1)")
+    return connection.execute('SELECT a, b, c, a AS "a [date]" FROM d').fetchall()
 
-    assert_alike(steps, setup=SETUP)
+
+@alike(SETUP)
+def test_total_changes_and_row_ids_over_many_statements(connection):
+    seen: list[Any] = []
+    for sql in STATEMENTS:
+        seen.append(outcome(connection.execute, sql))
+        seen.append((connection.total_changes, connection.in_transaction))
+    return seen

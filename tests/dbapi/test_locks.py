@@ -5,6 +5,7 @@ from __future__ import annotations
 import itertools
 import sqlite3
 import threading
+from contextlib import closing
 from pathlib import Path
 from typing import Any
 
@@ -16,18 +17,16 @@ from support.sql_cases import Session, assert_sessions_alike, open_native, open_
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (0);"
 
-# fmt: off
-STEPS = (
-    ("execute_on", "SELECT count(*), max(v) FROM t"),
-    ("execute_on", "SELECT v FROM t UNION ALL SELECT v FROM t"),
-    ("execute_on", "INSERT INTO t VALUES (1)"), ("execute_on", "UPDATE t SET v = v + 1"),
-    ("execute_on", "DELETE FROM t WHERE v > 2"), ("execute_on", "BEGIN"),
-    ("execute_on", "BEGIN IMMEDIATE"), ("execute_on", "BEGIN EXCLUSIVE"), ("execute_on", "COMMIT"),
-    ("execute_on", "CREATE TABLE IF NOT EXISTS u (x)"), ("execute_on", "DROP TABLE IF EXISTS u"),
-    ("execute_on", "VACUUM"), ("on_connection", "commit"), ("on_connection", "rollback"),
-    ("next",), ("fetchall",), ("drop",),
-)
-# fmt: on
+WRITING = [
+    *(("execute_on", sql) for sql in (
+        "SELECT count(*), max(v) FROM t", "SELECT v FROM t UNION ALL SELECT v FROM t",
+        "INSERT INTO t VALUES (1)", "UPDATE t SET v = v + 1", "DELETE FROM t WHERE v > 2", "BEGIN",
+        "BEGIN IMMEDIATE", "BEGIN EXCLUSIVE", "COMMIT", "CREATE TABLE IF NOT EXISTS u (x)",
+        "DROP TABLE IF EXISTS u", "VACUUM",
+    )),
+    ("on_connection", "commit"), ("on_connection", "rollback"),
+]  # fmt: skip
+STEPS = [*WRITING, ("next",), ("on_cursor", "fetchall"), ("drop",)]
 
 
 def sessions(folder: Path, journal: str) -> list[Session]:
@@ -47,34 +46,23 @@ def sessions(folder: Path, journal: str) -> list[Session]:
 
 
 def as_steps(plan: list[tuple[int, tuple]]) -> list[tuple[Any, ...]]:
-    steps: list[tuple[Any, ...]] = []
-    for on, (verb, *rest) in plan:
-        if verb == "execute_on":
-            steps.append(("execute_on", on, on, *rest))
-        elif verb == "on_connection":
-            steps.append(("on_connection", on, *rest))
-        elif verb == "fetchall":
-            steps.append(("on_cursor", on, "fetchall"))
-        else:
-            steps.append((verb, on))
-    return steps
+    """Each connection has one cursor, in the place of its own number."""
+    return [
+        (verb, on, *([on] if verb == "execute_on" else []), *rest) for on, (verb, *rest) in plan
+    ]
 
 
 @pytest.mark.parametrize(("journal", "firsts"), [("DELETE", slice(12)), ("WAL", slice(0, 12, 4))])
 def test_every_pair_of_steps_on_two_connections(
     tmp_path: Path, journal: str, firsts: slice
 ) -> None:
-    writing = [step for step in STEPS if step[0] in ("execute_on", "on_connection")]
-    for first, second in itertools.product(writing[firsts], writing):
-        plan = [
-            (0, first),
-            (1, second),
-            (0, ("on_connection", "commit")),
-            (1, ("on_connection", "commit")),
-        ]
+    commit = ("on_connection", "commit")
+    for first, second in itertools.product(WRITING[firsts], WRITING):
+        plan = [(0, first), (1, second), (0, commit), (1, commit)]
         assert_sessions_alike(as_steps(plan), *sessions(tmp_path, journal))
 
 
+@pytest.mark.slow
 @given(
     st.lists(st.tuples(st.integers(0, 1), st.sampled_from(STEPS)), max_size=14),
     st.sampled_from(["DELETE", "TRUNCATE", "PERSIST", "WAL", "MEMORY"]),
@@ -88,40 +76,39 @@ def test_any_steps_on_two_connections(
     assert_sessions_alike(as_steps(plan), *sessions(folder, journal))
 
 
-def test_our_connection_and_pythons_lock_each_other_out(tmp_path: Path) -> None:
-    path = tmp_path / "x.db"
-    ours = open_native(path)
-    ours.executescript(SETUP)
-    theirs = sqlite3.connect(path, timeout=0)
-    ours.execute("INSERT INTO t VALUES (1)")
-    with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
-        theirs.execute("INSERT INTO t VALUES (2)")
-    ours.commit()
-    theirs.execute("INSERT INTO t VALUES (2)")
-    ours.execute("PRAGMA busy_timeout = 0")
-    with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
-        ours.execute("INSERT INTO t VALUES (3)")
-    theirs.commit()
-    ours.rollback()
-    assert [tuple(row) for row in ours.execute("SELECT v FROM t")] == [(0,), (1,), (2,)]
-    theirs.close()
-    ours.close()
+@pytest.fixture
+def ours(tmp_path):
+    with closing(open_native(tmp_path / "x.db")) as opened:
+        opened.executescript(SETUP)
+        yield opened
 
 
-def test_a_lock_that_is_given_back_in_time_is_waited_for(tmp_path: Path) -> None:
-    path = tmp_path / "x.db"
-    ours = open_native(path)
-    ours.executescript(SETUP)
+def stored(connection: Any) -> list[Any]:
+    return [row[0] for row in connection.execute("SELECT v FROM t")]
+
+
+def test_our_connection_and_pythons_lock_each_other_out(tmp_path, ours):
+    with closing(sqlite3.connect(tmp_path / "x.db", timeout=0)) as theirs:
+        ours.execute("PRAGMA busy_timeout = 0")
+        for first, second in ((ours, theirs), (theirs, ours)):
+            first.execute("INSERT INTO t VALUES (1)")
+            with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
+                second.execute("INSERT INTO t VALUES (2)")
+            first.commit()
+            second.rollback()
+    assert stored(ours) == [0, 1, 1]
+
+
+def test_a_lock_that_is_given_back_in_time_is_waited_for(tmp_path, ours):
     holding, waiting = threading.Event(), threading.Event()
 
     def hold() -> None:
-        holder = sqlite3.connect(path, isolation_level=None)
-        holder.execute("BEGIN IMMEDIATE")
-        holding.set()
-        waiting.wait()
-        holder.execute("INSERT INTO t VALUES (1)")
-        holder.execute("COMMIT")
-        holder.close()
+        with closing(sqlite3.connect(tmp_path / "x.db", isolation_level=None)) as holder:
+            holder.execute("BEGIN IMMEDIATE")
+            holding.set()
+            waiting.wait()
+            holder.execute("INSERT INTO t VALUES (1)")
+            holder.execute("COMMIT")
 
     thread = threading.Thread(target=hold)
     thread.start()
@@ -131,22 +118,17 @@ def test_a_lock_that_is_given_back_in_time_is_waited_for(tmp_path: Path) -> None
     ours.execute("INSERT INTO t VALUES (2)")
     ours.commit()
     thread.join()
-    assert [tuple(row) for row in ours.execute("SELECT v FROM t")] == [(0,), (1,), (2,)]
-    ours.close()
+    assert stored(ours) == [0, 1, 2]
 
 
-def test_a_lock_in_the_same_process_is_not_undone_by_opening_the_file_again(tmp_path: Path) -> None:
+def test_a_lock_in_the_same_process_is_not_undone_by_opening_the_file_again(tmp_path, ours):
     # Closing any descriptor of a file drops the locks on it: the engine must know of every one.
-    path = tmp_path / "x.db"
-    ours = open_native(path)
-    ours.executescript(SETUP)
     ours.execute("INSERT INTO t VALUES (1)")
     for open_one in (open_native, open_python, open_native):
-        other = open_one(path)
-        other.execute("SELECT * FROM t").fetchall()
-        other.close()
-    rival = sqlite3.connect(path, timeout=0)
-    with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
+        with closing(open_one(tmp_path / "x.db")) as other:
+            other.execute("SELECT * FROM t").fetchall()
+    with (
+        closing(sqlite3.connect(tmp_path / "x.db", timeout=0)) as rival,
+        pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"),
+    ):
         rival.execute("INSERT INTO t VALUES (2)")
-    rival.close()
-    ours.close()

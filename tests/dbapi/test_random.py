@@ -5,6 +5,7 @@ from __future__ import annotations
 import sqlite3
 from typing import Any
 
+import pytest
 from hypothesis import given, settings
 from hypothesis import strategies as st
 
@@ -49,52 +50,39 @@ values = st.one_of(
 rows = st.one_of(
     values.map(lambda value: (value,)), values.map(lambda value: {"a": value}), st.just(()), values
 )
-settings_of = st.one_of(
-    st.tuples(
-        st.just("isolation_level"), st.sampled_from(["", "IMMEDIATE", "exclusive", None, "bad", 1])
-    ),
-    st.tuples(
-        st.just("row_factory"), st.sampled_from([None, sqlite3.Row, lambda cursor, row: list(row)])
-    ),
-)
+anywhere = st.sampled_from(WITHOUT_VALUES)
+with_one = st.sampled_from(WITH_ONE)
+levels = st.sampled_from(["", "IMMEDIATE", "exclusive", None, "bad", 1])
+factories = st.sampled_from([None, sqlite3.Row, lambda cursor, row: list(row)])
+fetches = st.sampled_from(["fetchone", "fetchall", "fetchmany", "close"])
+endings = st.sampled_from(["commit", "rollback", "__enter__"])
+scripts = st.lists(anywhere, max_size=3).map(";\n".join)
+many = st.sampled_from(MANY)
+
+
+def step(verb: str, *given: Any) -> st.SearchStrategy[tuple[Any, ...]]:
+    """What is no strategy is given as it is."""
+    parts = (verb, *given)
+    return st.tuples(*(p if isinstance(p, st.SearchStrategy) else st.just(p) for p in parts))
+
+
 steps = st.one_of(
-    st.tuples(st.just("execute"), places, st.sampled_from(WITHOUT_VALUES)),
-    st.tuples(st.just("execute"), places, st.sampled_from(WITH_ONE), rows),
-    st.tuples(st.just("on_cursor"), places, st.just("execute"), st.sampled_from(WITHOUT_VALUES)),
-    st.tuples(st.just("on_cursor"), places, st.just("execute"), st.sampled_from(WITH_ONE), rows),
-    st.tuples(
-        st.just("executemany"),
-        places,
-        st.sampled_from(MANY),
-        st.lists(rows, max_size=3),
-    ),
-    st.tuples(
-        st.just("executescript"),
-        places,
-        st.lists(st.sampled_from(WITHOUT_VALUES), max_size=3).map(";\n".join),
-    ),
-    st.tuples(st.just("cursor"), places),
-    st.tuples(
-        st.just("on_cursor"),
-        places,
-        st.sampled_from(["fetchone", "fetchall", "fetchmany", "close"]),
-    ),
-    st.tuples(st.just("on_cursor"), places, st.just("fetchmany"), st.integers(-1, 4)),
-    st.tuples(st.just("set_on_cursor"), places, st.just("arraysize"), st.integers(0, 3)),
-    st.tuples(st.just("next"), places),
-    st.tuples(st.just("drop"), places),
-    st.tuples(
-        st.just("on_connection"), st.just(0), st.sampled_from(["commit", "rollback", "__enter__"])
-    ),
-    st.tuples(
-        st.just("on_connection"),
-        st.just(0),
-        st.just("__exit__"),
-        st.just(None),
-        st.just(None),
-        st.just(None),
-    ),
-    settings_of.map(lambda pair: ("set", 0, *pair)),
+    step("execute", places, anywhere),
+    step("execute", places, with_one, rows),
+    step("on_cursor", places, "execute", anywhere),
+    step("on_cursor", places, "execute", with_one, rows),
+    step("executemany", places, many, st.lists(rows, max_size=3)),
+    step("executescript", places, scripts),
+    step("cursor", places),
+    step("on_cursor", places, fetches),
+    step("on_cursor", places, "fetchmany", st.integers(-1, 4)),
+    step("set_on_cursor", places, "arraysize", st.integers(0, 3)),
+    step("next", places),
+    step("drop", places),
+    step("on_connection", 0, endings),
+    step("on_connection", 0, "__exit__", None, None, None),
+    step("set", 0, "isolation_level", levels),
+    step("set", 0, "row_factory", factories),
 )
 
 
@@ -103,6 +91,7 @@ def session(connection: Any) -> Session:
     return Session([connection])
 
 
+@pytest.mark.slow
 @given(st.lists(steps, max_size=20))
 @settings(max_examples=600, deadline=None)
 def test_any_steps_on_one_connection(plan: list) -> None:

@@ -11,7 +11,9 @@ from typing import Any
 
 import pytest
 
-from support.sql_cases import NativeRow, assert_alike, id_of, open_native
+from support.alike import alike
+from support.sql_cases import NativeRow, assert_alike, id_of, open_native, outcome
+from support.values import error_of
 
 SELECT = """
 SELECT 1 AS id, 'AB123' AS plate, 2.5 AS Confidence, NULL AS "é", x'00' AS b,
@@ -66,37 +68,29 @@ INDEXES: list[Any] = [
 
 
 @pytest.mark.parametrize("index", INDEXES, ids=id_of)
-def test_any_index(index: Any) -> None:
-    assert_alike(lambda c: c.execute(SELECT).fetchone()[index])
+@pytest.mark.parametrize("sql", [SELECT, "SELECT 1 AS plate"], ids=["special", "plain"])
+@alike()
+def test_any_index(connection, sql, index):
+    return connection.execute(sql).fetchone()[index]
 
 
-@pytest.mark.parametrize("index", INDEXES, ids=id_of)
-def test_any_index_of_a_row_without_special_names(index: Any) -> None:
-    assert_alike(lambda c: c.execute("SELECT 1 AS plate").fetchone()[index])
-
-
-def test_every_ascii_letter_is_found_in_either_case_and_no_other() -> None:
+@alike()
+def test_every_ascii_letter_is_found_in_either_case_and_no_other(connection):
     names = [chr(code) for code in range(33, 0x250) if chr(code) not in '"']
+    sql = ", ".join(f'{place} AS "{name}"' for place, name in enumerate(names))
+    row = connection.execute(f"SELECT {sql}").fetchone()
+    return [outcome(row.__getitem__, key) for name in names for key in (name, name.swapcase())]
 
-    def steps(connection: Any) -> Any:
-        sql = ", ".join(f'{place} AS "{name}"' for place, name in enumerate(names))
-        row = connection.execute(f"SELECT {sql}").fetchone()
-        found = []
-        for name in [*names, *(name.swapcase() for name in names)]:
-            try:
-                found.append(row[name])
-            except IndexError as error:
-                found.append(str(error))
-        return found
 
-    assert_alike(steps)
+def error_type(function: Callable[..., Any], *given: Any) -> type:
+    return type(error_of(function, *given))
 
 
 USES: dict[str, Callable[[Any], Any]] = {
     "len": len,
     "bool": bool,
     "keys": lambda row: row.keys(),
-    "keys with an argument": lambda row: type_of_failure(lambda: row.keys(1)),
+    "keys with an argument": lambda row: error_type(row.keys, 1),
     "list": list,
     "tuple": tuple,
     "dict": dict,
@@ -146,18 +140,10 @@ USES: dict[str, Callable[[Any], Any]] = {
 }
 
 
-def type_of_failure(function: Callable[[], Any]) -> str:
-    try:
-        function()
-    except Exception as error:
-        return type(error).__name__
-    return "none"
-
-
 @pytest.mark.parametrize("use", USES)
-def test_any_use_of_a_row(use: str) -> None:
-    assert_alike(lambda c: USES[use](c.execute(SELECT).fetchone()))
-    assert_alike(lambda c: USES[use](c.execute("SELECT 1 AS only").fetchone()))
+def test_any_use_of_a_row(use):
+    for sql in (SELECT, "SELECT 1 AS only"):
+        assert_alike(lambda c, sql: USES[use](c.execute(sql).fetchone()), sql)
 
 
 def matched(row: Any) -> Any:
@@ -172,7 +158,7 @@ def matched(row: Any) -> Any:
             return "nothing"
 
 
-def test_rows_match_the_patterns_that_they_match_in_python() -> None:
+def test_rows_match_the_patterns_that_they_match_in_python():
     for sql in (SELECT, "SELECT 1 AS id", "SELECT 2 AS id, 3 AS b", "SELECT 'ab' AS x, 1 AS y"):
         assert_alike(lambda c, sql: matched(c.execute(sql).fetchone()), sql)
 
@@ -192,69 +178,45 @@ PAIRS = [
 
 
 @pytest.mark.parametrize("pair", PAIRS, ids=str)
-def test_two_rows_are_equal_when_names_and_values_are(pair: tuple[str, str]) -> None:
-    def steps(connection: Any) -> Any:
-        first, second = (connection.execute(sql).fetchone() for sql in pair)
-        same_hash = hash(first) == hash(second)
-        return first == second, first != second, same_hash, len({first, second})
-
-    assert_alike(steps)
+@alike()
+def test_two_rows_are_equal_when_names_and_values_are(connection, pair):
+    first, second = (connection.execute(sql).fetchone() for sql in pair)
+    same_hash = hash(first) == hash(second)
+    return first == second, first != second, same_hash, len({first, second})
 
 
-def test_rows_of_one_fetch_compare_by_their_values() -> None:
-    def steps(connection: Any) -> Any:
-        rows = connection.execute("SELECT 1 AS a UNION ALL SELECT 2 UNION ALL SELECT 1").fetchall()
-        return (
-            [[left == right for left in rows] for right in rows],
-            len(set(rows)),
-            rows.index(rows[2]),
-        )
-
-    assert_alike(steps)
+@alike()
+def test_rows_of_one_fetch_compare_by_their_values(connection):
+    rows = connection.execute("SELECT 1 AS a UNION ALL SELECT 2 UNION ALL SELECT 1").fetchall()
+    equal = [[left == right for left in rows] for right in rows]
+    return equal, len(set(rows)), rows.index(rows[2])
 
 
-def test_copies_and_pickles_fail_or_work_as_in_python() -> None:
-    for use in (copy.copy, copy.deepcopy, pickle.dumps):
-
-        def steps(connection: Any, use: Any = use) -> Any:
-            try:
-                use(connection.execute("SELECT 1 AS a").fetchone())
-            except TypeError:
-                return "refused"
-            return "done"
-
-        assert_alike(steps)
-
-
-def test_keys_are_a_new_list_each_time() -> None:
-    connection = open_native()
+@pytest.mark.parametrize("use", [copy.copy, copy.deepcopy, pickle.dumps])
+@alike()
+def test_copies_and_pickles_fail_or_work_as_in_python(connection, use):
     row = connection.execute("SELECT 1 AS a").fetchone()
-    row.keys().append("b")
-    assert row.keys() == ["a"]
-    connection.close()
+    try:
+        use(row)
+    except TypeError:
+        return "refused"
+    return "done"
 
 
-def test_a_row_outlives_its_cursor_and_connection() -> None:
+@alike()
+def test_a_row_keeps_its_names_when_the_cursor_goes_on(connection):
+    cursor = connection.execute("SELECT 1 AS a")
+    row = cursor.fetchone()
+    cursor.execute("SELECT 2 AS b, 3 AS c")
+    return row.keys(), row["a"], cursor.fetchone().keys()
+
+
+def test_the_rows_of_one_statement_share_their_names_and_outlive_their_connection():
     connection: Any = open_native()
-    rows = connection.execute("SELECT 1 AS a UNION ALL SELECT 2").fetchall()
+    first, second = connection.execute("SELECT 1 AS a UNION ALL SELECT 2").fetchall()
     connection.close()
     del connection
-    assert [(row["A"], row.keys()) for row in rows] == [(1, ["a"]), (2, ["a"])]
-
-
-def test_a_row_keeps_its_names_when_the_cursor_goes_on() -> None:
-    def steps(connection: Any) -> Any:
-        cursor = connection.execute("SELECT 1 AS a")
-        row = cursor.fetchone()
-        cursor.execute("SELECT 2 AS b, 3 AS c")
-        return row.keys(), row["a"], cursor.fetchone().keys()
-
-    assert_alike(steps)
-
-
-def test_the_rows_of_one_statement_share_their_names() -> None:
-    connection = open_native()
-    first, second = connection.execute("SELECT 1 AS a UNION ALL SELECT 2").fetchall()
     assert list(map(id, first.keys())) == list(map(id, second.keys()))
+    first.keys().append("b")
+    assert [(row["A"], row.keys()) for row in (first, second)] == [(1, ["a"]), (2, ["a"])]
     assert type(first) is NativeRow
-    connection.close()

@@ -45,11 +45,15 @@ def alike(setup: str = "") -> Callable[[Callable[..., Any]], Callable[..., None]
 
 
 def assert_files_alike(top: Path, steps: Callable[[Any, Path], Any]) -> dict[str, Any]:
-    """Calls `steps(open_one, folder)` for either kind of connection, each in an empty folder."""
+    """Calls `steps(open_one, folder)` for either kind of connection, in an empty folder.
+
+    The folder has the same name for both, as errors may tell it; afterwards it has the opener's.
+    """
     seen = []
     for open_one in (open_native, open_python):
-        folder = top / open_one.__name__
+        folder = top / "side"
         folder.mkdir()
         seen.append(outcome(steps, open_one, folder))
+        folder.rename(top / open_one.__name__)
     assert seen[0] == seen[1]
     return seen[0]
