@@ -18,48 +18,19 @@ def add_with(store, *confidences: object) -> int:
     return add(store, confidences=list(confidences))
 
 
-@pytest.mark.parametrize(
-    ("confidences", "least", "kept"),
-    [
-        ([0.5, 0.3], 0.5, True),
-        ([0.3, 0.5], 0.5, True),
-        ([0.49], 0.5, False),
-        ([0.5], 0.5000000000000001, False),
-        ([], 0.5, False),
-        ([0.1, 0.2, 0.9], 0.5, True),
-        ([1], 0.5, True),
-        ([1], 1, True),
-        ([1.0], 1, True),
-        ([True], 1, True),
-        ([True], 0.5, True),
-        ([False], 0.5, False),
-        ([0.99], True, False),
-        ([1.0], True, True),
-        ([NAN], 0.5, False),
-        ([NAN, 0.7], 0.5, True),
-        ([INF], 1e308, True),
-        ([INF], INF, True),
-        ([1e308], INF, False),
-        ([-INF], 0.5, False),
-        ([2**53], 2.0**53, True),
-        ([2**53 + 1], 2.0**53, True),
-        ([2.0**53], 2**53 + 1, False),
-        ([10**400], INF, False),
-        ([10**400], 1e308, True),
-        ([INF], 10**400, True),
-        ([1e308], 10**400, False),
-        ([10**400], 10**400, True),
-        ([10**400], 10**400 + 1, False),
-        ([0.5], Fraction(1, 2), True),
-        ([0.3], Fraction(1, 3), False),
-        ([0.1], Fraction(1, 10), True),
-        ([0.5], Decimal("0.5"), True),
-        ([0.1], Decimal("0.1"), True),
-        ([0.3], Decimal("0.3"), False),
-        ([1], Decimal("1.5"), False),
-    ],
-    ids=lambda value: str(value)[:30],
-)
+@pytest.mark.parametrize(("confidences", "least", "kept"), [
+    ([0.5, 0.3], 0.5, True), ([0.3, 0.5], 0.5, True), ([0.49], 0.5, False),
+    ([0.5], 0.5000000000000001, False), ([], 0.5, False), ([0.1, 0.2, 0.9], 0.5, True),
+    ([1], 0.5, True), ([1], 1, True), ([1.0], 1, True), ([True], 1, True), ([True], 0.5, True),
+    ([False], 0.5, False), ([0.99], True, False), ([1.0], True, True), ([NAN], 0.5, False),
+    ([NAN, 0.7], 0.5, True), ([INF], 1e308, True), ([INF], INF, True), ([1e308], INF, False),
+    ([-INF], 0.5, False), ([2**53], 2.0**53, True), ([2**53 + 1], 2.0**53, True),
+    ([2.0**53], 2**53 + 1, False), ([10**400], INF, False), ([10**400], 1e308, True),
+    ([INF], 10**400, True), ([1e308], 10**400, False), ([10**400], 10**400, True),
+    ([10**400], 10**400 + 1, False), ([0.5], Fraction(1, 2), True), ([0.3], Fraction(1, 3), False),
+    ([0.1], Fraction(1, 10), True), ([0.5], Decimal("0.5"), True), ([0.1], Decimal("0.1"), True),
+    ([0.3], Decimal("0.3"), False), ([1], Decimal("1.5"), False),
+], ids=lambda value: str(value)[:30])  # fmt: skip
 def test_some_element_must_be_at_least_that(store, confidences, least, kept):
     add_with(store, *confidences)
     assert ids(store.search_plates(min_confidence=least)) == ([1] if kept else [])
