@@ -67,21 +67,13 @@ def test_a_record_without_the_entry_has_no_element(store, db_path):
     assert store.search_plates(min_confidence=0.5) == []
 
 
-def test_the_order_of_those_kept_is_unchanged(store, clock):
+def test_the_page_is_cut_before_and_not_filled_up_and_keeps_its_order(store, clock):
     for hour in range(8):
         clock.set(f"2024-05-01T{hour:02}:00:00")
         add_with(store, 0.9 if hour % 3 else 0.1)
     assert ids(store.search_plates(min_confidence=0.5)) == [8, 6, 5, 3, 2]
-
-
-def test_the_page_is_cut_before_and_not_filled_up(store, clock):
-    for hour in range(8):
-        clock.set(f"2024-05-01T{hour:02}:00:00")
-        add_with(store, 0.9 if hour % 3 else 0.1)
-    assert ids(store.search_plates(min_confidence=0.5, limit=3)) == [8, 6]
-    assert ids(store.search_plates(min_confidence=0.5, limit=3, offset=3)) == [5, 3]
-    assert ids(store.search_plates(min_confidence=0.5, limit=1, offset=1)) == []
-    assert ids(store.search_plates(min_confidence=0.5, limit=1, offset=2)) == [6]
+    for limit, offset, kept in ((3, 0, [8, 6]), (3, 3, [5, 3]), (1, 1, []), (1, 2, [6])):
+        assert ids(store.search_plates(min_confidence=0.5, limit=limit, offset=offset)) == kept
 
 
 def test_offset_counts_rows_that_have_plates(store, clock):
