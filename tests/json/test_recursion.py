@@ -8,9 +8,10 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
-from anpr_test_modules import store_internals
 
-from support import child_process
+from support import child
+from support.json_cases import assert_written_alike, dumps, loads
+from support.values import error_of, type_and_text
 
 # A sanitizer makes the writer's frames so large that the stack ends before the limit is reached.
 deep_writing = pytest.mark.skipif(
@@ -41,7 +42,7 @@ def nested_alternately(depth: int) -> Any:
     return value
 
 
-READING: dict[str, Callable[[int], str | bytes]] = {
+READING = {
     "lists": lambda depth: "[" * depth + "]" * depth,
     "mappings": lambda depth: '{"a":' * depth + "1" + "}" * depth,
     "alternating": lambda depth: '[{"a":' * (depth // 2) + "[" * (depth % 2),
@@ -49,10 +50,15 @@ READING: dict[str, Callable[[int], str | bytes]] = {
     "with siblings": lambda depth: "[[1], {}, " * depth + "1" + "]" * depth,
     "bytes": lambda depth: b"[" * depth + b"]" * depth,
 }
-WRITING: dict[str, Callable[[int], Any]] = {
+WRITING = {
     "lists": nested_lists,
     "mappings": nested_mappings,
     "alternating": nested_alternately,
+}
+# Our function, Python's, and what makes an argument of some depth.
+SIDES = {
+    **{f"reading {name}": (loads, json.loads, make) for name, make in READING.items()},
+    **{f"writing {name}": (dumps, json.dumps, make) for name, make in WRITING.items()},
 }
 
 
@@ -107,76 +113,63 @@ def from_deep_c(function: Function, argument: Any, frames: int = 150) -> tuple:
 CALLERS = [from_shallow, from_deep_python, from_deep_c]
 
 
+@pytest.fixture(
+    params=[
+        pytest.param(sides, id=name, marks=[deep_writing] if name.startswith("writing") else [])
+        for name, sides in SIDES.items()
+    ]
+)
+def sides(request):
+    return request.param
+
+
 @pytest.mark.parametrize("caller", CALLERS)
-@pytest.mark.parametrize("shape", READING)
 @pytest.mark.parametrize("depth", [1, 2, 50, 500, 1000, 20_000, 100_000])
-def test_reading_far_from_the_limit_is_as_in_python(shape: str, depth: int, caller: Any) -> None:
-    document = READING[shape](depth)
-    assert caller(store_internals.loads, document) == caller(json.loads, document)
-
-
-@deep_writing
-@pytest.mark.parametrize("caller", CALLERS)
-@pytest.mark.parametrize("shape", WRITING)
-@pytest.mark.parametrize("depth", [1, 2, 50, 500, 1000, 20_000, 100_000])
-def test_writing_far_from_the_limit_is_as_in_python(shape: str, depth: int, caller: Any) -> None:
-    value = WRITING[shape](depth)
-    assert caller(store_internals.dumps, value) == caller(json.dumps, value)
+def test_far_from_the_limit_it_is_as_in_python(sides, depth, caller):
+    ours, theirs, make = sides
+    argument = make(depth)
+    assert caller(ours, argument) == caller(theirs, argument)
 
 
 @pytest.mark.parametrize("caller", CALLERS)
-@pytest.mark.parametrize("shape", READING)
-def test_reading_ends_at_the_depth_at_which_python_ends(shape: str, caller: Any) -> None:
-    make = READING[shape]
-    limit = limit_of(json.loads, make)
+def test_it_ends_at_the_depth_at_which_python_ends(sides, caller):
+    ours, theirs, make = sides
+    limit = limit_of(theirs, make)
     for depth in (*range(limit - 8, limit + 9), limit - 150, limit - 151, limit - 301):
-        document = make(depth)
-        assert (depth, caller(store_internals.loads, document)) == (
-            depth,
-            caller(json.loads, document),
-        )
-
-
-@deep_writing
-@pytest.mark.parametrize("caller", CALLERS)
-@pytest.mark.parametrize("shape", WRITING)
-def test_writing_ends_at_the_depth_at_which_python_ends(shape: str, caller: Any) -> None:
-    make = WRITING[shape]
-    limit = limit_of(json.dumps, make)
-    for depth in (*range(limit - 8, limit + 9), limit - 150, limit - 151, limit - 301):
-        value = make(depth)
-        assert (depth, caller(store_internals.dumps, value)) == (depth, caller(json.dumps, value))
+        argument = make(depth)
+        assert (depth, caller(ours, argument)) == (depth, caller(theirs, argument))
 
 
 @pytest.mark.parametrize(("opening", "what"), [("[", "array"), ('{"a":', "object")])
-def test_the_text_says_what_was_read_too_deep(opening: str, what: str) -> None:
-    with pytest.raises(RecursionError) as caught:
-        store_internals.loads(opening * 100_000)
-    assert str(caught.value) == (
-        f"maximum recursion depth exceeded while decoding a JSON {what} from a unicode string"
+def test_the_text_says_what_was_read_too_deep(opening, what):
+    assert type_and_text(error_of(loads, opening * 100_000)) == (
+        RecursionError,
+        f"maximum recursion depth exceeded while decoding a JSON {what} from a unicode string",
     )
 
 
-@deep_writing
-def test_the_text_says_what_was_written_too_deep() -> None:
-    for value in (nested_lists(100_000), nested_mappings(100_000)):
-        with pytest.raises(RecursionError) as caught:
-            store_internals.dumps(value)
-        assert str(caught.value) == "maximum recursion depth exceeded while encoding a JSON object"
+WRITTEN_TOO_DEEP = (
+    RecursionError,
+    "maximum recursion depth exceeded while encoding a JSON object",
+)
 
 
 @deep_writing
-def test_a_document_too_deep_leaves_the_reader_usable() -> None:
+@pytest.mark.parametrize("make", [nested_lists, nested_mappings])
+def test_the_text_says_what_was_written_too_deep(make):
+    assert type_and_text(error_of(dumps, make(100_000))) == WRITTEN_TOO_DEEP
+
+
+@deep_writing
+def test_what_is_too_deep_leaves_reader_and_writer_usable():
     for _ in range(10):
-        with pytest.raises(RecursionError):
-            store_internals.loads("[" * 100_000)
-        assert store_internals.loads("[" * 100 + "]" * 100) == nested_lists(100)
-        with pytest.raises(RecursionError):
-            store_internals.dumps(nested_lists(100_000))
-        assert store_internals.dumps(nested_lists(3)) == "[[[]]]"
+        assert type(error_of(loads, "[" * 100_000)) is RecursionError
+        assert loads("[" * 100 + "]" * 100) == nested_lists(100)
+        assert type(error_of(dumps, nested_lists(100_000))) is RecursionError
+        assert dumps(nested_lists(3)) == "[[[]]]"
 
 
-def test_a_list_that_holds_itself_is_circular() -> None:
+def test_a_list_that_holds_itself_is_circular():
     direct: list = [1]
     direct.append(direct)
     around: dict = {"a": [()]}
@@ -184,23 +177,25 @@ def test_a_list_that_holds_itself_is_circular() -> None:
     in_tuple: list = []
     in_tuple.append((in_tuple,))
     for value in (direct, [direct], around, {"x": around}, in_tuple):
-        for function in (store_internals.dumps, json.dumps):
-            with pytest.raises(ValueError) as caught:
-                function(value)
-            assert type(caught.value) is ValueError
-            assert str(caught.value) == "Circular reference detected"
+        for function in (dumps, json.dumps):
+            assert type_and_text(error_of(function, value)) == (
+                ValueError,
+                "Circular reference detected",
+            )
 
 
-def test_the_same_value_twice_is_not_circular() -> None:
+def test_the_same_value_twice_is_not_circular():
     shared: list = [{"a": 1}]
-    for value in ([shared, shared], {"x": shared, "y": shared}, [[shared], shared, (shared,)]):
-        assert store_internals.dumps(value) == json.dumps(value)
+    assert_written_alike(
+        [shared, shared], {"x": shared, "y": shared}, [[shared], shared, (shared,)]
+    )
 
 
+@pytest.mark.slow
 @deep_writing
-def test_a_small_thread_stack_survives_the_deepest_document() -> None:
+def test_a_small_thread_stack_survives_the_deepest_document():
     # 1,500 levels must fit the stack of a thread as servers make them.
-    output = child_process.output("""
+    output = child.output("""
         import threading
         from anpr_test_modules import store_internals
         value = {}
