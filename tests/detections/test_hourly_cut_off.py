@@ -49,28 +49,16 @@ class Whole(int):
     pass
 
 
-@pytest.mark.parametrize(
-    ("hours", "expected"),
-    [
-        (24, "2024-04-30T14:03:27.512034"),
-        (1, "2024-05-01T13:03:27.512034"),
-        (0, "2024-05-01T14:03:27.512034"),
-        (-1, "2024-05-01T15:03:27.512034"),
-        (0.5, "2024-05-01T13:33:27.512034"),
-        (1.5, "2024-05-01T12:33:27.512034"),
-        (-0.25, "2024-05-01T14:18:27.512034"),
-        (1e-9, "2024-05-01T14:03:27.512030"),
-        (1e-12, "2024-05-01T14:03:27.512034"),
-        (512034 / 3.6e9, "2024-05-01T14:03:27"),
-        (True, "2024-05-01T13:03:27.512034"),
-        (False, "2024-05-01T14:03:27.512034"),
-        (Whole(2), "2024-05-01T12:03:27.512034"),
-        (24 * 366, "2023-05-01T14:03:27.512034"),
-        (10**7, "0883-07-15T22:03:27.512034"),
-        (-(6.9e7), "9895-10-25T14:03:27.512034"),
-    ],
-    ids=repr,
-)
+@pytest.mark.parametrize(("hours", "expected"), [
+    (24, "2024-04-30T14:03:27.512034"), (1, "2024-05-01T13:03:27.512034"),
+    (0, "2024-05-01T14:03:27.512034"), (-1, "2024-05-01T15:03:27.512034"),
+    (0.5, "2024-05-01T13:33:27.512034"), (1.5, "2024-05-01T12:33:27.512034"),
+    (-0.25, "2024-05-01T14:18:27.512034"), (1e-9, "2024-05-01T14:03:27.512030"),
+    (1e-12, "2024-05-01T14:03:27.512034"), (512034 / 3.6e9, "2024-05-01T14:03:27"),
+    (True, "2024-05-01T13:03:27.512034"), (False, "2024-05-01T14:03:27.512034"),
+    (Whole(2), "2024-05-01T12:03:27.512034"), (24 * 366, "2023-05-01T14:03:27.512034"),
+    (10**7, "0883-07-15T22:03:27.512034"), (-(6.9e7), "9895-10-25T14:03:27.512034"),
+], ids=repr)  # fmt: skip
 def test_the_clock_less_the_hours_in_iso_form(cut_off, hours, expected):
     assert exactly(cut_off(hours)) == exactly(expected)
     assert cut_off(hours=hours) == expected
@@ -111,29 +99,19 @@ def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
     assert outcome(bound) == outcome(expected)
 
 
-@pytest.mark.parametrize(
-    ("hours", "expected"),
-    [
-        (None, no_span("NoneType")),
-        ("1", no_span("str")),
-        ("", no_span("str")),
-        (b"1", no_span("bytes")),
-        ([], no_span("list")),
-        ({}, no_span("dict")),
-        (1j, no_span("complex")),
-        (Decimal(1), no_span("decimal.Decimal")),
-        (Fraction(1), no_span("Fraction")),
-        (timedelta(hours=1), no_span("datetime.timedelta")),
-        (float("nan"), (ValueError, "cannot convert float NaN to integer")),
-        (float("inf"), (OverflowError, "cannot convert float infinity to integer")),
-        (1e30, (OverflowError, "Python int too large to convert to C int")),
-        (10**12, (OverflowError, "Python int too large to convert to C int")),
-        (24 * 10**9, (OverflowError, "days=1000000000; must have magnitude <= 999999999")),
-        (10**8, (OverflowError, "date value out of range")),
-        (-(10**8), (OverflowError, "date value out of range")),
-    ],
-    ids=repr,
-)
+@pytest.mark.parametrize(("hours", "expected"), [
+    (None, no_span("NoneType")), ("1", no_span("str")), ("", no_span("str")),
+    (b"1", no_span("bytes")), ([], no_span("list")), ({}, no_span("dict")),
+    (1j, no_span("complex")), (Decimal(1), no_span("decimal.Decimal")),
+    (Fraction(1), no_span("Fraction")), (timedelta(hours=1), no_span("datetime.timedelta")),
+    (float("nan"), (ValueError, "cannot convert float NaN to integer")),
+    (float("inf"), (OverflowError, "cannot convert float infinity to integer")),
+    (1e30, (OverflowError, "Python int too large to convert to C int")),
+    (10**12, (OverflowError, "Python int too large to convert to C int")),
+    (24 * 10**9, (OverflowError, "days=1000000000; must have magnitude <= 999999999")),
+    (10**8, (OverflowError, "date value out of range")),
+    (-(10**8), (OverflowError, "date value out of range")),
+], ids=repr)  # fmt: skip
 def test_hours_that_make_no_span_fail_before_a_connection_is_opened(
     recorded, clock, hours, expected
 ):
