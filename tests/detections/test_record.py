@@ -14,6 +14,7 @@ from support.samples import DETECTION_COLUMNS, add
 from support.values import exactly
 
 JSON_COLUMNS = ["plates", "confidences", "bboxes", "mmc_data", "detection_confidences"]
+ALL_FIVE = "SELECT " + ", ".join(f"? AS {name}" for name in JSON_COLUMNS)
 
 
 @pytest.fixture
@@ -30,207 +31,158 @@ def row_of(store_module):
     return lambda sql, parameters=(): connection.execute(sql, parameters).fetchone()
 
 
-ALL_FIVE = "SELECT " + ", ".join(f"? AS {name}" for name in JSON_COLUMNS)
-
-
-def whole_row(store):
-    return store._get_conn().execute("SELECT * FROM detections").fetchone()
-
-
 def test_a_whole_row_becomes_a_record_of_all_columns_in_order(store, convert):
-    add(store, detection_confidences=[0.75])
+    add(store, detection_confidences=[0.75], image_path="[1]", thumbnail_path=b'{"a": 1}')
     store.update_mmc_data(1, {"mmc_color": "red"})
-    record = convert(whole_row(store))
+    record = convert(store._get_conn().execute("SELECT * FROM detections").fetchone())
     assert type(record) is dict
     assert list(record) == DETECTION_COLUMNS
-    assert record["plates"] == ["AB123", "XY-9"]
-    assert record["confidences"] == [0.93, 0.5]
-    assert record["bboxes"] == [[10, 20, 110, 60], [200, 20, 310, 60]]
-    assert record["mmc_data"] == {"mmc_color": "red"}
-    assert record["detection_confidences"] == [0.75]
-
-
-def test_other_columns_keep_their_value_and_storage_class(store, convert):
-    add(store, image_path="[1]", thumbnail_path=b'{"a": 1}')
-    record = convert(whole_row(store))
-    assert exactly(record["success"]) == exactly(1)
-    assert exactly(record["num_plates"]) == exactly(2)
-    assert exactly(record["processing_time"]) == exactly(0.25)
-    assert record["image_path"] == "[1]"
-    assert record["thumbnail_path"] == b'{"a": 1}'
-    assert type(record["timestamp"]) is str
-
-
-@pytest.mark.parametrize("value", [None, "", 0, 0.0, b""], ids=repr)
-def test_a_false_value_stays_as_it_is(row_of, convert, value):
-    record = convert(row_of(ALL_FIVE, [value] * 5))
-    assert exactly(record) == exactly(dict.fromkeys(JSON_COLUMNS, value))
-
-
-@pytest.mark.parametrize(
-    ("text", "value"),
-    [
-        ("[]", []),
-        ("{}", {}),
-        ("null", None),
-        ("true", True),
-        ("false", False),
-        ("0", 0),
-        ("-0", 0),
-        ("-0.0", -0.0),
-        ("5", 5),
-        ("5.0", 5.0),
-        ("1e2", 100.0),
-        ("1E400", math.inf),
-        ('""', ""),
-        ('"a\\u00e9\\ud83d\\ude97/\\/"', "aé🚗//"),
-        ('"\\ud83d"', "\ud83d"),
-        (" \t\r\n[1 , 2]\n ", [1, 2]),
-        ("NaN", math.nan),
-        ("[Infinity, -Infinity]", [math.inf, -math.inf]),
-        ("123456789012345678901234567890", 123456789012345678901234567890),
-        ('{"b": 1, "a": 2, "b": 3}', {"b": 3, "a": 2}),
-        ('[[[{"a": [null]}]]]', [[[{"a": [None]}]]]),
-        ('"\x7f\u2028"', "\x7f\u2028"),
-    ],
-)
-def test_json_text_is_decoded(row_of, convert, text, value):
-    record = convert(row_of(ALL_FIVE, [text] * 5))
-    assert exactly(record) == exactly(dict.fromkeys(JSON_COLUMNS, value))
-
-
-@pytest.mark.parametrize(
-    "text",
-    [
-        "not JSON",
-        " ",
-        "[1, 2",
-        "[1,]",
-        "[1] 2",
-        "{'a': 1}",
-        '{"a"}',
-        '{"a": 1,}',
-        "{1: 2}",
-        '"open',
-        '"line\nbreak"',
-        '"tab\tbreak"',
-        '"null\0"',
-        '"\\x41"',
-        '"\\u12"',
-        "01",
-        "+1",
-        ".5",
-        "5.",
-        "1e",
-        "nan",
-        "-NaN",
-        "None",
-        "True",
-        "\u00a0[]",
-        "\ufeff[]",
-        "[]\0",
-    ],
-    ids=repr,
-)
-def test_what_is_no_json_keeps_its_raw_text(row_of, convert, text):
-    record = convert(row_of(ALL_FIVE, [text] * 5))
-    assert exactly(record) == exactly(dict.fromkeys(JSON_COLUMNS, text))
-
-
-def test_each_column_is_decoded_or_kept_by_itself(row_of, convert):
-    row = row_of(
-        "SELECT '[1]' AS plates, 'broken' AS confidences, '[2]' AS bboxes, '' AS mmc_data,"
-        " 'null' AS detection_confidences"
-    )
-    assert exactly(convert(row)) == exactly(
+    assert type(record.pop("timestamp")) is str
+    assert exactly(record) == exactly(
         {
-            "plates": [1],
-            "confidences": "broken",
-            "bboxes": [2],
-            "mmc_data": "",
-            "detection_confidences": None,
+            "id": 1,
+            "num_plates": 2,
+            "plates": ["AB123", "XY-9"],
+            "confidences": [0.93, 0.5],
+            "bboxes": [[10, 20, 110, 60], [200, 20, 310, 60]],
+            "processing_time": 0.25,
+            "detector_time": 0.1,
+            "ocr_time": 0.15,
+            "image_path": "[1]",
+            "thumbnail_path": b'{"a": 1}',
+            "success": 1,
+            "mmc_data": {"mmc_color": "red"},
+            "detection_confidences": [0.75],
         }
     )
 
 
-def test_a_missing_column_is_not_added(row_of, convert):
-    row = row_of("SELECT 5 AS id, '[1]' AS bboxes")
-    assert exactly(convert(row)) == exactly({"id": 5, "bboxes": [1]})
-    assert exactly(convert(row_of("SELECT 5 AS id"))) == exactly({"id": 5})
+def same(*values):
+    return [(value, value) for value in values]
 
 
-def test_the_order_of_keys_is_the_order_of_columns(row_of, convert):
-    row = row_of(
-        "SELECT '[5]' AS detection_confidences, 1 AS z, '[1]' AS plates, 2 AS a, '{}' AS mmc_data"
-    )
-    assert list(convert(row)) == ["detection_confidences", "z", "plates", "a", "mmc_data"]
+# fmt: off
+STORED = [
+    # A false value stays as it is.
+    *same(None, "", 0, 0.0, b""),
+    # JSON text is decoded.
+    ("[]", []), ("{}", {}), ("null", None), ("true", True), ("false", False), ("0", 0), ("-0", 0),
+    ("-0.0", -0.0), ("5", 5), ("5.0", 5.0), ("1e2", 100.0), ("1E400", math.inf), ('""', ""),
+    ('"a\\u00e9\\ud83d\\ude97/\\/"', "aé🚗//"), ('"\\ud83d"', "\ud83d"),
+    (" \t\r\n[1 , 2]\n ", [1, 2]), ("NaN", math.nan),
+    ("[Infinity, -Infinity]", [math.inf, -math.inf]),
+    ("123456789012345678901234567890", 123456789012345678901234567890),
+    ('{"b": 1, "a": 2, "b": 3}', {"b": 3, "a": 2}), ('[[[{"a": [null]}]]]', [[[{"a": [None]}]]]),
+    ('"\x7f\u2028"', "\x7f\u2028"),
+    # What is no JSON keeps its raw text.
+    *same(
+        "not JSON", " ", "[1, 2", "[1,]", "[1] 2", "{'a': 1}", '{"a"}', '{"a": 1,}', "{1: 2}",
+        '"open', '"line\nbreak"', '"tab\tbreak"', '"null\0"', '"\\x41"', '"\\u12"', "01", "+1",
+        ".5", "5.", "1e", "nan", "-NaN", "None", "True", "\u00a0[]", "\ufeff[]", "[]\0",
+    ),
+    # Bytes are decoded in the encoding that they show, and stay bytes when they are no JSON.
+    *(
+        ('["é", "車"]'.encode(f"utf-{form}"), ["é", "車"])
+        for form in ("8", "8-sig", "16", "16-le", "16-be", "32", "32-le", "32-be")
+    ),
+    *same(b"not JSON", b"[1", b"\xef\xbb\xbf", b" "),
+]
+# fmt: on
 
 
-def test_names_are_those_that_the_statement_gives(row_of, convert):
-    stored = """SELECT '["A"]' AS plates, '[0.5]' AS confidences, '[]' AS bboxes"""
-    row = row_of(f"SELECT plates AS p, confidences AS plates, bboxes AS PLATES FROM ({stored})")
-    record = convert(row)
-    assert list(record) == ["p", "plates", "PLATES"]
-    assert record["p"] == '["A"]'
-    assert record["plates"] == [0.5]
+@pytest.mark.parametrize(("stored", "value"), STORED, ids=ascii)
+def test_any_stored_value_of_the_five_columns(row_of, convert, stored, value):
+    record = convert(row_of(ALL_FIVE, [stored] * 5))
+    assert exactly(record) == exactly(dict.fromkeys(JSON_COLUMNS, value))
 
 
-def test_a_name_in_other_case_is_not_one_of_the_five(row_of, convert):
-    assert convert(row_of("SELECT '[1]' AS Plates")) == {"Plates": "[1]"}
+# Each column is decoded or kept by itself; none is added; keys are in the order of the columns;
+# names are those that the statement gives, to the letter; of two of one name the record has one.
+SELECTED = {
+    "SELECT '[1]' AS plates, 'broken' AS confidences, '[2]' AS bboxes, '' AS mmc_data,"
+    " 'null' AS detection_confidences": [
+        ("plates", [1]),
+        ("confidences", "broken"),
+        ("bboxes", [2]),
+        ("mmc_data", ""),
+        ("detection_confidences", None),
+    ],
+    "SELECT 5 AS id, '[1]' AS bboxes": [("id", 5), ("bboxes", [1])],
+    "SELECT 5 AS id": [("id", 5)],
+    "SELECT '[5]' AS detection_confidences, 1 AS z, '[1]' AS plates, 2 AS a, '{}' AS mmc_data": [
+        ("detection_confidences", [5]),
+        ("z", 1),
+        ("plates", [1]),
+        ("a", 2),
+        ("mmc_data", {}),
+    ],
+    "SELECT plates AS p, confidences AS plates, bboxes AS PLATES FROM"
+    " (SELECT '[\"A\"]' AS plates, '[0.5]' AS confidences, '[]' AS bboxes)": [
+        ("p", '["A"]'),
+        ("plates", [0.5]),
+        # A row is read by name in any case: the first that has it.
+        ("PLATES", "[0.5]"),
+    ],
+    "SELECT '[1]' AS Plates": [("Plates", "[1]")],
+    "SELECT 1 AS a, 2 AS b, 3 AS a, '[1]' AS plates, '[2]' AS plates": [
+        ("a", 1),
+        ("b", 2),
+        ("plates", [1]),
+    ],
+}
 
 
-def test_of_two_columns_of_one_name_the_record_has_one(row_of, convert):
-    row = row_of("SELECT 1 AS a, 2 AS b, 3 AS a, '[1]' AS plates, '[2]' AS plates")
-    assert exactly(convert(row)) == exactly(dict(row) | {"plates": [1]})
-    assert list(convert(row)) == ["a", "b", "plates"]
-    assert convert(row)["a"] == 1
-
-
-@pytest.mark.parametrize(
-    "encoding",
-    ["utf-8", "utf-8-sig", "utf-16", "utf-16-le", "utf-16-be", "utf-32", "utf-32-le", "utf-32-be"],
-)
-def test_bytes_are_decoded_in_the_encoding_that_they_show(row_of, convert, encoding):
-    stored = '["é", "車"]'.encode(encoding)
-    assert convert(row_of("SELECT ? AS plates", (stored,))) == {"plates": ["é", "車"]}
-
-
-@pytest.mark.parametrize("stored", [b"not JSON", b"[1", b"\xef\xbb\xbf", b" "], ids=repr)
-def test_bytes_that_are_no_json_stay_bytes(row_of, convert, stored):
-    assert exactly(convert(row_of("SELECT ? AS plates", (stored,)))) == exactly({"plates": stored})
+@pytest.mark.parametrize("sql", SELECTED)
+def test_the_columns_of_a_record_are_those_of_the_statement(row_of, convert, sql):
+    assert exactly(convert(row_of(sql))) == exactly(dict(SELECTED[sql]))
 
 
 def test_the_record_is_new_and_the_row_unchanged(row_of, convert):
-    row = row_of("SELECT '[1]' AS plates")
-    first, second = convert(row), convert(row)
-    assert first is not second
-    assert first["plates"] is not second["plates"]
-    assert row["plates"] == "[1]"
+    for row in (row_of("SELECT '[1]' AS plates"), {"plates": "[1]"}):
+        first, second = convert(row), convert(row)
+        assert first is not second
+        assert first is not row
+        assert first["plates"] is not second["plates"]
+        assert row["plates"] == "[1]"
 
 
-def test_a_mapping_will_do_for_a_row(convert):
-    row = {"plates": "[1]", "id": 5}
-    record = convert(row)
-    assert exactly(record) == exactly({"plates": [1], "id": 5})
-    assert record is not row
-    assert row == {"plates": "[1]", "id": 5}
+class Keyed:
+    """Whatever has keys will do for a row."""
+
+    def keys(self):
+        return iter(["plates", "id"])
+
+    def __getitem__(self, name):
+        return {"plates": '["A"]', "id": 5}[name]
 
 
-def test_pairs_will_do_for_a_row(convert):
-    assert convert([("id", 1), ("plates", "[2]")]) == {"id": 1, "plates": [2]}
-    assert convert(pair for pair in [("plates", "[3]"), ("plates", "[4]")]) == {"plates": [4]}
-    assert convert([]) == convert({}) == {}
+class Text(str):
+    __slots__ = ()
 
 
-def test_whatever_has_keys_will_do_for_a_row(convert):
-    class Row:
-        def keys(self):
-            return iter(["plates", "id"])
+class EmptyText(Text):
+    __slots__ = ()
 
-        def __getitem__(self, name):
-            return {"plates": '["A"]', "id": 5}[name]
+    def __bool__(self):
+        return False
 
-    assert exactly(convert(Row())) == exactly({"plates": ["A"], "id": 5})
+
+ROWS = {
+    "a mapping": (lambda: {"plates": "[1]", "id": 5}, {"plates": [1], "id": 5}),
+    "no columns": (dict, {}),
+    "no pairs": (list, {}),
+    "pairs": (lambda: [("id", 1), ("plates", "[2]")], {"id": 1, "plates": [2]}),
+    "an iterator of pairs": (lambda: iter([("plates", "[3]"), ("plates", "[4]")]), {"plates": [4]}),
+    "keys": (Keyed, {"plates": ["A"], "id": 5}),
+    "a text of another class": (lambda: {"plates": Text("[1]")}, {"plates": [1]}),
+    "a bytearray": (lambda: {"plates": bytearray(b"[1]")}, {"plates": [1]}),
+}
+
+
+@pytest.mark.parametrize("name", ROWS)
+def test_what_will_do_for_a_row(convert, name):
+    make, record = ROWS[name]
+    assert exactly(convert(make())) == exactly(record)
 
 
 def test_pythons_own_row_will_do(convert):
@@ -241,35 +193,15 @@ def test_pythons_own_row_will_do(convert):
     assert exactly(convert(row)) == exactly({"plates": [1], "id": 2})
 
 
-def test_a_text_of_another_class_is_decoded(convert):
-    class Text(str):
-        __slots__ = ()
-
-    assert exactly(convert({"plates": Text("[1]")})) == exactly({"plates": [1]})
-    assert convert({"plates": bytearray(b"[1]")}) == {"plates": [1]}
-
-
 def test_truth_is_the_values_own(convert):
-    class Empty(str):
-        __slots__ = ()
-
-        def __bool__(self):
-            return False
-
-    kept = Empty("[1]")
+    kept = EmptyText("[1]")
     assert convert({"plates": kept})["plates"] is kept
 
 
+texts = st.text(st.characters(codec="utf-8"))
 values = st.recursive(
-    st.none()
-    | st.booleans()
-    | st.integers()
-    | st.floats(allow_nan=False)
-    | st.text(st.characters(codec="utf-8")),
-    lambda inner: (
-        st.lists(inner, max_size=4)
-        | st.dictionaries(st.text(st.characters(codec="utf-8")), inner, max_size=4)
-    ),
+    st.none() | st.booleans() | st.integers() | st.floats(allow_nan=False) | texts,
+    lambda inner: st.lists(inner, max_size=4) | st.dictionaries(texts, inner, max_size=4),
     max_leaves=12,
 )
 

@@ -9,13 +9,15 @@ from pathlib import Path
 
 import pytest
 
-from support.child import run_child
+from support import child
 from support.samples import DETECTION
+
+pytestmark = pytest.mark.slow
 
 NOBODY = 65534
 
 CHILD = f"""
-import importlib, os, sys
+import importlib, os
 store_class = importlib.import_module(sys.argv[1]).ANPRDatabase
 import json, sqlite3  # loaded while it can be read
 DETECTION = {DETECTION!r}
@@ -30,6 +32,8 @@ def tell(action, *arguments, **named):
     except Exception as error:
         print(f"{{type(error).__name__}}: {{error}}")
 """
+NOT_OPENED = "OperationalError: unable to open database file"
+NOT_WRITTEN = "OperationalError: attempt to write a readonly database"
 
 
 @pytest.fixture
@@ -46,67 +50,55 @@ def folder():
 
 @pytest.fixture
 def made(store_module, folder):
-    """A file with one detection, in a folder of its own."""
-    (folder / "data").mkdir()
+    """A file with one detection, in a folder of its own; both belong to whom the child becomes."""
     path = folder / "data" / "anpr.db"
+    path.parent.mkdir()
     store_module.ANPRDatabase(path).add_detection(**DETECTION)
+    if os.getuid() == 0:
+        for given in (path, path.parent):
+            os.chown(given, NOBODY, NOBODY)
     return path
 
 
-def give(path: Path) -> None:
-    """Hands it to the user that the child becomes."""
-    if os.getuid() == 0:
-        os.chown(path, NOBODY, NOBODY)
+@pytest.fixture
+def told(store_module_name):
+    """Runs code in the child, with this path; what it told."""
+    return lambda path, code: child.output(
+        CHILD + code, store_module_name, str(path), cwd="/"
+    ).splitlines()
 
 
-def child(name: str, path: Path, code: str) -> list[str]:
-    return run_child(CHILD + code, name, str(path), cwd="/").splitlines()
-
-
-def test_a_directory_that_cannot_be_made_is_the_operating_systems_error(store_module_name, folder):
+def test_a_directory_that_cannot_be_made_is_the_operating_systems_error(told, folder):
     folder.chmod(0o555)
     missing = folder / "a" / "b"
-    out = child(
-        store_module_name,
-        missing / "anpr.db",
-        """
+    code = """
 store = store_class.__new__(store_class)
 store._init_schema = lambda: print("asked for the schema")
 tell(store.__init__, sys.argv[2])
 print(str(store.db_path) == sys.argv[2])
-""",
-    )
-    assert out == [
-        f"PermissionError: [Errno 13] Permission denied: '{missing.parent}'",
-        "True",
-    ]
+"""
+    error = f"PermissionError: [Errno 13] Permission denied: '{missing.parent}'"
+    assert told(missing / "anpr.db", code) == [error, "True"]
     assert not missing.exists()
 
 
-def test_a_new_file_in_a_closed_directory_cannot_be_opened(store_module_name, folder):
+def test_a_new_file_in_a_closed_directory_cannot_be_opened(told, folder):
     folder.chmod(0o555)
-    out = child(store_module_name, folder / "anpr.db", "tell(store_class, sys.argv[2])")
-    assert out == ["OperationalError: unable to open database file"]
+    assert told(folder / "anpr.db", "tell(store_class, sys.argv[2])") == [NOT_OPENED]
     assert os.listdir(folder) == []
 
 
-def test_an_unreadable_file_cannot_be_opened(store_module_name, made):
-    give(made.parent)
-    give(made)
+def test_an_unreadable_file_cannot_be_opened(told, made):
     made.chmod(0o000)
-    out = child(store_module_name, made, "tell(store_class, sys.argv[2])")
-    assert out == ["OperationalError: unable to open database file"]
+    assert told(made, "tell(store_class, sys.argv[2])") == [NOT_OPENED]
 
 
-def test_a_file_that_may_only_be_read_is_read_and_not_written(store_module_name, made):
-    give(made.parent)
-    give(made)
-    made.chmod(0o444)
+@pytest.mark.parametrize("closed", ["file", "directory"])
+def test_what_may_only_be_read_is_read_and_not_written(told, made, closed):
+    """A file without the right to write, or a directory that takes no journal."""
+    (made if closed == "file" else made.parent).chmod(0o444 if closed == "file" else 0o555)
     before = made.read_bytes()
-    out = child(
-        store_module_name,
-        made,
-        """
+    code = """
 store = store_class(sys.argv[2])
 tell(lambda: store.get_detection(1)["plates"])
 tell(lambda: len(store.get_history()))
@@ -114,26 +106,6 @@ tell(store.add_detection, **DETECTION)
 tell(store.update_image_paths, 1, "a", "b")
 tell(store.update_mmc_data, 1, {})
 tell(lambda: len(store.get_history()))
-""",
-    )
-    refused = "OperationalError: attempt to write a readonly database"
-    assert out == ["['AB123', 'XY-9']", "1", refused, refused, refused, "1"]
-    assert made.read_bytes() == before
-
-
-def test_a_closed_directory_lets_no_journal_be_made(store_module_name, made):
-    give(made)
-    made.chmod(0o644)
-    made.parent.chmod(0o555)
-    before = made.read_bytes()
-    out = child(
-        store_module_name,
-        made,
-        """
-store = store_class(sys.argv[2])
-tell(lambda: len(store.get_history()))
-tell(store.add_detection, **DETECTION)
-""",
-    )
-    assert out == ["1", "OperationalError: attempt to write a readonly database"]
+"""
+    assert told(made, code) == ["['AB123', 'XY-9']", "1", *[NOT_WRITTEN] * 3, "1"]
     assert made.read_bytes() == before
