@@ -11,6 +11,7 @@ import itertools
 from contextlib import ExitStack
 from datetime import datetime, timedelta
 
+import pytest
 from hypothesis import settings
 from hypothesis import strategies as st
 from hypothesis.stateful import (
@@ -24,7 +25,7 @@ from hypothesis.stateful import (
 )
 
 from support import database, twin
-from support.method_table import METHODS, REQUIRED
+from support.operations import BY_NAME, REQUIRED
 from support.random_calls import TRIED_WITH, columns, odd, stored_values
 from support.side_by_side import Side
 
@@ -36,9 +37,8 @@ HOURS = [timedelta(0), timedelta(seconds=1), timedelta(minutes=25), timedelta(da
 
 def tried_with(operation, without=()):
     """Values by name: of the required parameters always, of the others now and then."""
-    (method,) = (m for m in METHODS if m.name == operation)
     required, optional = {}, {}
-    for parameter in method.parameters:
+    for parameter in BY_NAME[operation].parameters:
         if parameter.name not in without:
             group = required if parameter.default is REQUIRED else optional
             group[parameter.name] = TRIED_WITH[operation][parameter.name]
@@ -219,6 +219,7 @@ class StoreAndTwin(RuleBasedStateMachine):
             assert database.query(side.path, "PRAGMA integrity_check") == [("ok",)]
 
 
+@pytest.mark.slow
 def test_the_store_and_its_twin_stay_the_same(native, tmp_path):
     numbers = itertools.count()
 

@@ -180,6 +180,16 @@ def connecting_class(store_class: Any, make: Callable[[Any], Any]) -> Any:
     return Connecting
 
 
+def impatient_class(store_class: Any) -> Any:
+    """A subclass that does not wait for locks."""
+
+    def no_waiting(connection: Any) -> Any:
+        connection.execute("PRAGMA busy_timeout = 0")
+        return connection
+
+    return connecting_class(store_class, no_waiting)
+
+
 def recording_class(
     store_class: Any, log: Log, before_execute: Callable[[str], object] | None = None
 ) -> Any:

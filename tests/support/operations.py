@@ -770,4 +770,10 @@ WRITING = tuple(operation for operation in CONNECTED if operation.writes)
 READING = tuple(operation for operation in CONNECTED if not operation.writes)
 
 GOOD_CALLS = {str(call): call for operation in OPERATIONS for call in operation.calls}
+# Those that need the engine: for an empty list an operation returns at once.
+WORKING = [
+    name
+    for name, call in GOOD_CALLS.items()
+    if call.method != "_row_to_dict" and call.label != "an empty list"
+]
 BAD_CALLS = {str(call): call for operation in OPERATIONS for call in operation.refused}

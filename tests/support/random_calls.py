@@ -1,7 +1,7 @@
 """Random calls of the store, good and bad: which values each operation is tried with.
 
 An operation is added by one entry of `TRIED_WITH`; its parameters' order and defaults come from
-the table of methods.
+the table of operations.
 """
 
 from __future__ import annotations
@@ -11,7 +11,9 @@ from typing import Any
 
 from hypothesis import strategies as st
 
-from support.method_table import METHODS, REQUIRED, Method
+from support.fakes import Text
+from support.operations import BY_NAME, REQUIRED, Operation
+from support.samples import DETECTION_COLUMNS
 
 Values = st.SearchStrategy[Any]
 
@@ -35,10 +37,6 @@ class Unknown:
 
 class Number(int):
     pass
-
-
-class Text(str):
-    __slots__ = ()
 
 
 plates = st.sampled_from(["AB12", "ab-1 2", "B1", "XAB12Y", "ÄÖ 3", "車", "CD34", "", "-", " ß "])
@@ -97,32 +95,16 @@ times = mostly(st.one_of(st.none(), reals))
 paths = mostly(st.sampled_from([None, "image.jpg", "", "車.jpg"]))
 
 # What another program may leave in a text column.
+# fmt: off
 stored_values = st.one_of(
-    st.sampled_from(
-        [
-            None,
-            "",
-            "[]",
-            "null",
-            '"AB12"',
-            '{"AB": 1}',
-            "[1, 1.0, true]",
-            '["AB12", ["x"], "CD"]',
-            "[NaN, -Infinity]",
-            "broken",
-            "[0.5, null]",
-            "5",
-            " [1] ",
-            '{"a": 1, "a": 2}',
-            b"[1]",
-            b"\xff",
-            0,
-            0.5,
-            7,
-        ]
-    ),
+    st.sampled_from([
+        None, "", "[]", "null", '"AB12"', '{"AB": 1}', "[1, 1.0, true]", '["AB12", ["x"], "CD"]',
+        "[NaN, -Infinity]", "broken", "[0.5, null]", "5", " [1] ", '{"a": 1, "a": 2}', b"[1]",
+        b"\xff", 0, 0.5, 7,
+    ]),
     texts.filter(lambda text: text.isprintable()),
 )
+# fmt: on
 
 TRIED_WITH: dict[str, dict[str, Values]] = {
     "_init_schema": {},
@@ -194,19 +176,8 @@ TRIED_WITH: dict[str, dict[str, Values]] = {
     },
 }
 
-columns = st.sampled_from(
-    [
-        "plates",
-        "confidences",
-        "bboxes",
-        "mmc_data",
-        "detection_confidences",
-        "num_plates",
-        "success",
-        "processing_time",
-        "timestamp",
-    ]
-)
+NOT_CHANGED = ("id", "detector_time", "ocr_time", "image_path", "thumbnail_path")
+columns = st.sampled_from([name for name in DETECTION_COLUMNS if name not in NOT_CHANGED])
 
 
 @st.composite
@@ -243,7 +214,7 @@ def _changes(draw: st.DrawFn) -> Call:
 
 
 @st.composite
-def _calls_of(draw: st.DrawFn, method: Method) -> Call:
+def _calls_of(draw: st.DrawFn, method: Operation) -> Call:
     values = TRIED_WITH[method.name]
     given = {
         p.name: draw(values[p.name])
@@ -278,12 +249,10 @@ FIRST = [
 ]
 
 
-def calls(store_class: type) -> st.SearchStrategy[list[Call]]:
-    """Sequences of calls of the operations that the class has, with surprises between them."""
-    there = [m for m in METHODS if m.name in TRIED_WITH and m.name in vars(store_class)]
-    first = [call for call in FIRST if call.name in vars(store_class)]
+def calls() -> st.SearchStrategy[list[Call]]:
+    """Sequences of calls of all operations, with surprises between them."""
     changes = [_changes(), _changes(), st.just(Call(REOPEN))]
-    one = st.one_of(*(_calls_of(m) for m in there), *changes)
+    one = st.one_of(*(_calls_of(BY_NAME[name]) for name in TRIED_WITH), *changes)
     return st.tuples(
-        st.sampled_from([first, first, first, []]), st.lists(one, min_size=5, max_size=30)
+        st.sampled_from([FIRST, FIRST, FIRST, []]), st.lists(one, min_size=5, max_size=30)
     ).map(lambda parts: parts[0] + parts[1])
