@@ -1,13 +1,21 @@
-"""What may stand for the list of plates, and what happens when it changes while it is matched."""
+"""What may stand for the list of plates, and what happens when it changes while it is matched.
+
+The plates are walked after the connection has gone: a plate's own code finds the file free.
+"""
 
 from __future__ import annotations
 
+import gc
+import weakref
 from collections import deque
 
 import pytest
 
-from support.recording import steps
-from support.values import error_of, type_and_text
+from support import database
+from support.fakes import RecordingConnection, steps, text_answering, wrap_connections
+from support.values import error_of, exactly, type_and_text
+
+READ = ["_get_conn", "enter", "execute", "fetchall", "exit"]
 
 
 def detected(store, plates):
@@ -50,6 +58,13 @@ def test_what_can_be_indexed_only(store, watch):
     assert detected(store, Indexed()) == ["ab", "b"]
 
 
+@pytest.mark.parametrize("kind", [list, tuple])
+def test_an_own_walk_of_a_list_or_tuple_is_the_one_taken(store, watch, kind):
+    watch("AB")
+    own = type("Own", (kind,), {"__iter__": lambda self: iter(["b", "a"])})
+    assert detected(store, own(["x"])) == ["b", "a"]
+
+
 @pytest.mark.parametrize(
     ("plates", "kind"),
     [(5, "int"), (True, "bool"), (0.5, "float"), (len, "builtin_function_or_method")],
@@ -60,20 +75,37 @@ def test_what_cannot_be_walked_fails_after_the_table_was_read(recorded, plates, 
         TypeError,
         f"'{kind}' object is not iterable",
     )
-    assert steps(log) == ["_get_conn", "enter", "execute", "fetchall", "exit"]
+    assert steps(log) == READ
     assert log[-1] == ("exit", None)
 
 
-def test_a_walk_that_fails_ends_the_call_with_its_error(recorded):
-    def failing():
-        yield "AB"
-        raise LookupError("no more plates")
-
+def test_the_plates_are_walked_after_the_scope_has_ended(recorded):
     store, log = recorded
-    assert type_and_text(error_of(store.check_watchlist, failing())) == (
-        LookupError,
-        "no more plates",
-    )
+
+    class Plates:
+        def __init__(self, *plates):
+            self.plates = plates
+
+        def __bool__(self):
+            log.append(("truth",))
+            return True
+
+        def __iter__(self):
+            for plate in self.plates:
+                log.append(("next",))
+                yield plate
+            if not self.plates:
+                raise LookupError("no more plates")
+
+    store.add_watchlist("AB")
+    log.clear()
+    assert len(store.check_watchlist(Plates("AB", "ab"))) == 2
+    assert steps(log) == ["truth", *READ, "next", "next"]
+    log.clear()
+    assert exactly(store.check_watchlist(iter([]))) == exactly([])
+    assert steps(log) == READ  # read also when no plate follows
+    error = error_of(store.check_watchlist, Plates())
+    assert type_and_text(error) == (LookupError, "no more plates")
     assert log[-1] == ("exit", None)
 
 
@@ -87,38 +119,14 @@ def test_a_length_that_says_nothing_is_believed(recorded):
     assert log == []
 
 
-def test_an_own_walk_of_a_list_is_the_one_taken(store, watch):
-    class Own(list):
-        def __iter__(self):
-            return iter(["b", "a"])
-
-    watch("AB")
-    assert detected(store, Own(["x"])) == ["b", "a"]
-
-
-def test_an_own_walk_of_a_tuple_is_the_one_taken(store, watch):
-    class Own(tuple):
-        __slots__ = ()
-
-        def __iter__(self):
-            return iter(["b", "a"])
-
-    watch("AB")
-    assert detected(store, Own(["x"])) == ["b", "a"]
-
-
-class Changing(str):
-    """Does something to the plates when it is asked for its capitals."""
+def changing(text, change):
+    """Does something when it is asked for its capitals."""
 
     def upper(self):
-        self.change()
+        change()
         return str.upper(self)
 
-
-def changing(text, change):
-    plate = Changing(text)
-    plate.change = change
-    return plate
+    return text_answering(text, upper=upper)
 
 
 def test_plates_added_while_matching_are_matched_too(store, watch):
@@ -160,25 +168,18 @@ def test_an_entry_may_change_the_plates(store, entries):
     assert [m["watchlist_id"] for m in store.check_watchlist(plates)] == [1, 2]
 
 
-def test_a_plate_may_change_the_watchlist_of_the_next_call(store, watch):
-    watch("AB")
-
-    def remove():
-        assert store.remove_watchlist(1) is True
-        store.add_watchlist("CD")
-
-    plates = [changing("ab", remove), "cd"]
-    assert detected(store, plates) == ["ab"]
-    plates[0].change = lambda: None
-    assert detected(store, plates) == ["cd"]
-
-
-def test_a_plate_may_match_others_meanwhile(store, watch):
+def test_a_plate_may_match_others_and_change_the_watchlist_of_the_next_call(store, watch):
     watch("AB")
     inner = []
-    plates = [changing("ab", lambda: inner.extend(detected(store, ["b"]))), "a"]
-    assert detected(store, plates) == ["ab", "a"]
+
+    def change():
+        inner.extend(detected(store, ["b"]))
+        store.remove_watchlist(1)
+        store.add_watchlist("CD")
+
+    assert detected(store, [changing("ab", change), "cd"]) == ["ab"]
     assert inner == ["b"]
+    assert detected(store, ["ab", "cd"]) == ["cd"]
 
 
 def test_the_plates_are_not_changed(store, watch):
@@ -188,6 +189,45 @@ def test_the_plates_are_not_changed(store, watch):
     assert plates == ["a-b", "x"]
 
 
-def test_they_may_be_given_by_keyword(store, watch):
+def test_no_descriptor_of_the_file_is_open_while_matching(native, db_path):
+    # Python's own connections wait for the collector, so this is about the native ones.
+    store = native.ANPRDatabase(db_path)
+    store.add_watchlist("AB")
+    seen = []
+    plate = changing("ab", lambda: seen.append(database.open_descriptors(db_path)))
+    gc.collect()
+    gc.disable()
+    try:
+        assert len(store.check_watchlist([plate, "x", plate])) == 2
+        assert seen == [[], []]
+    finally:
+        gc.enable()
+
+
+def test_the_connection_is_gone_before_the_first_plate(store, watch):
     watch("AB")
-    assert len(store.check_watchlist(plates=["ab"])) == 1
+    made, seen = [], []
+
+    def wrap(connection):
+        wrapped = RecordingConnection(connection)
+        made.append(weakref.ref(wrapped))
+        return wrapped
+
+    wrap_connections(store, wrap)
+    plate = changing("ab", lambda: seen.append([reference() for reference in made]))
+    assert len(store.check_watchlist([plate])) == 1
+    assert seen == [[None]]
+
+
+@pytest.mark.parametrize("kind", ["EXCLUSIVE", "IMMEDIATE"])
+def test_others_may_lock_the_file_while_plates_are_matched(store, watch, db_path, kind):
+    watch("AB")
+    locked = []
+
+    def look():
+        with database.lock_held(db_path, kind) as other:
+            other.execute("DELETE FROM watchlist")
+            locked.append(True)
+
+    assert len(store.check_watchlist([changing("ab", look), "b"])) == 2
+    assert locked == [True]
