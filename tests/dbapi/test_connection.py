@@ -87,28 +87,11 @@ def test_objects_cannot_be_copied_or_pickled_by_accident(connection):
                 use(value)
 
 
-def test_a_name_like_a_uri_is_a_plain_file(tmp_path, monkeypatch):
-    monkeypatch.chdir(tmp_path)
-    for name in ("file:plain.db", "file:plain.db?mode=memory", "file:plain.db?mode=ro", "file:"):
-        with closing(open_native(name)) as connection:
-            connection.execute("CREATE TABLE t (x)")
-        assert name in os.listdir(tmp_path)
-        assert (tmp_path / name).stat().st_size > 0
-
-
 def test_a_uri_without_authority_is_not_resolved(tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
     with pytest.raises(sqlite3.OperationalError, match=r"^unable to open database file$"):
         open_native(f"file:{tmp_path}/absolute.db")
     assert os.listdir(tmp_path) == []
-
-
-def test_the_memory_name_is_private_to_each_connection(connection):
-    with closing(open_native()) as other:
-        assert type(other) is type(connection) is NativeConnection
-        connection.execute("CREATE TABLE t (x)")
-        with pytest.raises(sqlite3.OperationalError, match=r"^no such table: t$"):
-            other.execute("SELECT * FROM t")
 
 
 def test_the_empty_name_is_a_private_temporary_file():
@@ -126,22 +109,6 @@ def test_every_setting_of_a_new_connection_is_that_of_python(tmp_path):
     assert_files_alike(tmp_path, steps)
 
 
-def test_the_busy_timeout_is_five_seconds_and_can_be_changed(tmp_path):
-    path = tmp_path / "x.db"
-    with (
-        closing(open_native(path)) as connection,
-        closing(sqlite3.connect(path, timeout=0, isolation_level=None)) as other,
-    ):
-        assert connection.execute("PRAGMA busy_timeout").fetchone()[0] == 5000
-        connection.execute("CREATE TABLE t (x)")
-        other.execute("BEGIN EXCLUSIVE")
-        connection.execute("PRAGMA busy_timeout = 1")
-        with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$") as caught:
-            connection.execute("SELECT * FROM t")
-        assert caught.value.sqlite_errorname == "SQLITE_BUSY"
-        assert connection.execute("PRAGMA busy_timeout").fetchone()[0] == 1
-
-
 DEFENDED = (
     'SELECT "no such column"',
     "PRAGMA writable_schema = ON",
@@ -154,8 +121,3 @@ DEFENDED = (
 @alike()
 def test_double_quoted_texts_and_defences_are_as_in_python(connection, sql):
     return connection.execute(sql).fetchall()
-
-
-def test_sql_cannot_load_code(connection):
-    with pytest.raises(sqlite3.OperationalError, match=r"^not authorized$"):
-        connection.execute(DEFENDED[-1])

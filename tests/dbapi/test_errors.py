@@ -13,7 +13,7 @@ from typing import Any
 import pytest
 
 from support.alike import assert_files_alike
-from support.sql_cases import open_native, outcome
+from support.sql_cases import outcome
 
 
 def ordinary(path: Path) -> None:
@@ -197,15 +197,3 @@ def test_a_file_or_folder_without_permission(file_mode, folder_mode, sql):
     with tempfile.TemporaryDirectory() as top:
         Path(top).chmod(0o755)
         assert_files_alike(Path(top), steps)
-
-
-def test_the_code_and_name_are_those_of_the_extended_code(tmp_path):
-    ordinary(tmp_path / "file.db")
-    with (
-        closing(open_native(tmp_path / "file.db")) as connection,
-        pytest.raises(sqlite3.IntegrityError) as caught,
-    ):
-        connection.execute("INSERT INTO t (v) VALUES ('x')")
-    assert str(caught.value) == "UNIQUE constraint failed: t.v"
-    assert caught.value.sqlite_errorcode == sqlite3.SQLITE_CONSTRAINT_UNIQUE
-    assert caught.value.sqlite_errorname == "SQLITE_CONSTRAINT_UNIQUE"

@@ -7,7 +7,7 @@ from typing import Any
 import pytest
 
 from support.alike import alike
-from support.sql_cases import assert_alike, outcome
+from support.sql_cases import assert_alike, describe, outcome
 
 SETUP = """
 CREATE TABLE t (id INTEGER PRIMARY KEY, name TEXT UNIQUE, n REAL NOT NULL DEFAULT 0, b BLOB);
@@ -60,7 +60,18 @@ STATEMENTS = (
     "SELECT 1 LIMIT 'x'", "SELECT zeroblob(2000000000)", "SELECT CAST(x'ff' AS TEXT)",
     "SELECT CAST(x'c3a9' AS TEXT), CAST(x'eda080' AS TEXT)", "SELECT CAST(x'ff' AS TEXT) AS \"n\"",
     "SELECT load_extension('x')", "SELECT json('x')", "SELECT json_extract('{\"a\": 1}', '$.a')",
-    "CREATE TABLE t (x)", "CREATE TABLE sqlite_x (x)",
+    "CREATE TABLE t (x)", "CREATE TABLE sqlite_x (x)", "SELECT 1 AS a", "SELECT 1 AS A, 2 AS a",
+    "SELECT id, name FROM t", "SELECT t.id, t.name FROM t", "SELECT id AS \"x [y]\" FROM t",
+    "SELECT 1 AS \"[y]\"", "SELECT 1+1, 'a' || 'b'", "SELECT 1 AS 'é', 2 AS \"\U0001f600\"",
+    "SELECT a.id, b.id FROM t a JOIN t b", "SELECT (SELECT 1)", "SELECT 1 WHERE 0",
+    "UPDATE t SET name = name RETURNING *", "UPDATE t SET name = 'x' WHERE 0", "EXPLAIN SELECT 1",
+    "EXPLAIN QUERY PLAN SELECT * FROM t", "WITH c AS (SELECT 1 AS one) SELECT * FROM c",
+    "INSERT INTO t (name) VALUES ('c'), ('d')", "INSERT INTO t (id, name) VALUES (100, 'c')",
+    "INSERT OR IGNORE INTO t (name) VALUES ('one')", "REPLACE INTO t (id, name) VALUES (1, 'two')",
+    "INSERT OR REPLACE INTO t (name) VALUES ('one')", "UPDATE t SET name = name || 'x'",
+    "UPDATE t SET name = 'z'", "INSERT INTO t (name) SELECT name || '2' FROM t",
+    "WITH c AS (SELECT 'w' AS x) INSERT INTO t (name) SELECT x FROM c", "DELETE FROM t WHERE 0",
+    "EXPLAIN DELETE FROM t", "INSERT INTO t (id) VALUES (-9223372036854775808)",
 )
 # fmt: on
 
@@ -74,6 +85,25 @@ def test_execute_then_fetch_everything(sql):
     assert_alike(lambda c: c.execute(sql).fetchall(), setup=SETUP)
     assert_alike(lambda c: list(c.execute(sql)), setup=SETUP)
     assert_alike(lambda c: (c.execute(sql), c.in_transaction, c.commit()), setup=SETUP)
+
+
+@pytest.mark.parametrize("before", [None, "INSERT INTO t (name) VALUES ('before')", "SELECT 1"])
+@EVERY_STATEMENT
+@alike(SETUP)
+def test_what_a_cursor_tells_at_each_step(connection, sql, before):
+    cursor = connection.cursor()
+    seen: list[Any] = [describe(cursor)]
+    for method, *given in (
+        *([("execute", before)] if before else []),
+        ("execute", sql),
+        ("fetchone",),
+        ("fetchall",),
+        ("execute", "SELECT 1 AS next"),
+        ("executemany", "DELETE FROM t WHERE id = ?", []),
+    ):
+        seen.append(outcome(getattr(cursor, method), *given))
+        seen.append((describe(cursor), connection.total_changes, connection.in_transaction))
+    return seen
 
 
 @EVERY_STATEMENT

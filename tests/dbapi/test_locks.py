@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import itertools
 import sqlite3
-import threading
 from contextlib import closing
 from pathlib import Path
 from typing import Any
@@ -76,59 +75,16 @@ def test_any_steps_on_two_connections(
     assert_sessions_alike(as_steps(plan), *sessions(folder, journal))
 
 
-@pytest.fixture
-def ours(tmp_path):
-    with closing(open_native(tmp_path / "x.db")) as opened:
-        opened.executescript(SETUP)
-        yield opened
-
-
-def stored(connection: Any) -> list[Any]:
-    return [row[0] for row in connection.execute("SELECT v FROM t")]
-
-
-def test_our_connection_and_pythons_lock_each_other_out(tmp_path, ours):
-    with closing(sqlite3.connect(tmp_path / "x.db", timeout=0)) as theirs:
-        ours.execute("PRAGMA busy_timeout = 0")
-        for first, second in ((ours, theirs), (theirs, ours)):
-            first.execute("INSERT INTO t VALUES (1)")
-            with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
-                second.execute("INSERT INTO t VALUES (2)")
-            first.commit()
-            second.rollback()
-    assert stored(ours) == [0, 1, 1]
-
-
-def test_a_lock_that_is_given_back_in_time_is_waited_for(tmp_path, ours):
-    holding, waiting = threading.Event(), threading.Event()
-
-    def hold() -> None:
-        with closing(sqlite3.connect(tmp_path / "x.db", isolation_level=None)) as holder:
-            holder.execute("BEGIN IMMEDIATE")
-            holding.set()
-            waiting.wait()
-            holder.execute("INSERT INTO t VALUES (1)")
-            holder.execute("COMMIT")
-
-    thread = threading.Thread(target=hold)
-    thread.start()
-    holding.wait()
-    # From here on the holder needs the interpreter to finish, while we are inside the engine.
-    waiting.set()
-    ours.execute("INSERT INTO t VALUES (2)")
-    ours.commit()
-    thread.join()
-    assert stored(ours) == [0, 1, 2]
-
-
-def test_a_lock_in_the_same_process_is_not_undone_by_opening_the_file_again(tmp_path, ours):
+def test_a_lock_in_the_same_process_is_not_undone_by_opening_the_file_again(tmp_path):
     # Closing any descriptor of a file drops the locks on it: the engine must know of every one.
-    ours.execute("INSERT INTO t VALUES (1)")
-    for open_one in (open_native, open_python, open_native):
-        with closing(open_one(tmp_path / "x.db")) as other:
-            other.execute("SELECT * FROM t").fetchall()
     with (
+        closing(open_native(tmp_path / "x.db")) as ours,
         closing(sqlite3.connect(tmp_path / "x.db", timeout=0)) as rival,
-        pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"),
     ):
-        rival.execute("INSERT INTO t VALUES (2)")
+        ours.executescript(SETUP)
+        ours.execute("INSERT INTO t VALUES (1)")
+        for open_one in (open_native, open_python, open_native):
+            with closing(open_one(tmp_path / "x.db")) as other:
+                other.execute("SELECT * FROM t").fetchall()
+        with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
+            rival.execute("INSERT INTO t VALUES (2)")

@@ -8,7 +8,7 @@ from typing import Any, NamedTuple
 import pytest
 
 from support.alike import alike
-from support.sql_cases import NativeRow, open_native, outcome
+from support.sql_cases import open_native, outcome
 
 ROWS = "SELECT 1 AS a, 'x' AS b UNION ALL SELECT 2, 'y' UNION ALL SELECT 3, 'z'"
 
@@ -109,18 +109,6 @@ def test_the_factory_is_called_with_the_cursor_itself():
     cursor = connection.execute(ROWS)
     cursor.fetchall()
     assert [(given is cursor, type(row)) for given, row in seen] == [(True, tuple)] * 3
-    connection.close()
-
-
-def test_the_standard_row_gives_our_rows_and_none_gives_tuples():
-    connection = open_native()
-    assert connection.row_factory is sqlite3.Row
-    for factory, kind in ((sqlite3.Row, NativeRow), (None, tuple), (sqlite3.Row, NativeRow)):
-        connection.row_factory = factory
-        assert type(connection.execute(ROWS).fetchone()) is kind
-    cursor = connection.cursor()
-    cursor.row_factory = None
-    assert type(cursor.execute(ROWS).fetchone()) is tuple
     connection.close()
 
 

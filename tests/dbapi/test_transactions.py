@@ -82,24 +82,6 @@ def test_which_lock_the_first_change_takes(tmp_path, level):
     assert_files_alike(tmp_path, steps)
 
 
-def test_begin_is_deferred_and_plain(tmp_path):
-    path = tmp_path / "plain.db"
-    connection = open_native(path)
-    connection.executescript(SETUP)
-    writer = sqlite3.connect(path, timeout=0, isolation_level=None)
-    writer.execute("BEGIN IMMEDIATE")
-    # A plain BEGIN takes no lock: only the change itself finds the other writer.
-    connection.execute("PRAGMA busy_timeout = 0")
-    connection.execute("CREATE TEMP TABLE notes (x)")
-    connection.execute("INSERT INTO notes VALUES (1)")
-    with pytest.raises(sqlite3.OperationalError, match=r"^database is locked$"):
-        connection.execute("INSERT INTO t VALUES ('new')")
-    assert connection.in_transaction
-    connection.rollback()
-    writer.close()
-    connection.close()
-
-
 def run(sql: str, place: int = 1) -> tuple[Any, ...]:
     return ("execute", place, sql)
 

@@ -61,7 +61,15 @@ def test_missing_directories_are_made_with_their_ancestors(store_module, tmp_pat
 # Names are taken literally: nothing in them is a URI or a pattern.
 NAMES = [
     *("anpr.db", "Größe 車.db", "a b'c\"d.db", "100%.db", "a?mode=ro", "a#b.db"),
-    *("file:anpr.db", "file::memory:", "file:x?mode=memory", "file:%41", "\udcff\udce9.db"),
+    *(
+        "file:anpr.db",
+        "file::memory:",
+        "file:x?mode=memory",
+        "file:%41",
+        "file:",
+        "file:x?mode=ro",
+        "\udcff\udce9.db",
+    ),
 ]
 
 

@@ -56,4 +56,5 @@ def assert_files_alike(top: Path, steps: Callable[[Any, Path], Any]) -> dict[str
         seen.append(outcome(steps, open_one, folder))
         folder.rename(top / open_one.__name__)
     assert seen[0] == seen[1]
+    assert seen[0].get("error", {}).get("class") is not AssertionError, seen[0]
     return seen[0]

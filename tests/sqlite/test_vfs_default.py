@@ -1,30 +1,18 @@
-"""The store's file layer is never the default one, and follows whichever is."""
+"""The store's VFS shim is never the default one, and follows whichever is."""
 
 from __future__ import annotations
 
-from pathlib import Path
-
 import pytest
 
-from support import child_process
+from support import child
+from support.program import told
 
-# The default file system is one for the process, so each case has a process of its own.
-PRELUDE = """
-import os, sqlite3, sys
-from support.engine_library import make_default, open_descriptors, vfs_names
-from support.sql_cases import open_native
-path = sys.argv[1] if len(sys.argv) > 1 else ""
-"""
+# The default VFS is one for the process, so each case has a process of its own.
+pytestmark = pytest.mark.slow
 
 
-def child(source: str, *arguments: object) -> str:
-    import textwrap
-
-    return child_process.output(PRELUDE + textwrap.dedent(source), *map(str, arguments))
-
-
-def test_the_default_stays_what_it_was(tmp_path: Path) -> None:
-    output = child_process.output(
+def test_the_default_stays_what_it_was(db_path):
+    output = child.output(
         """
         import _sqlite3, ctypes, sqlite3, sys
         def default():
@@ -38,13 +26,13 @@ def test_the_default_stays_what_it_was(tmp_path: Path) -> None:
         store.get_history()
         print(before == imported == default(), bool(before))
         """,
-        str(tmp_path / "x.db"),
+        str(db_path),
     )
     assert output == "True True\n"
 
 
-def test_the_layer_is_registered_once_and_kept(tmp_path: Path) -> None:
-    output = child(
+def test_the_shim_is_registered_once_and_kept(db_path):
+    output = told(
         """
         before = vfs_names()
         seen = []
@@ -56,13 +44,13 @@ def test_the_layer_is_registered_once_and_kept(tmp_path: Path) -> None:
         added = [name for name in seen[0] if name not in before]
         print(len(added) <= 1, seen[0][0] == before[0], all(names == seen[0] for names in seen))
         """,
-        tmp_path / "x.db",
+        db_path,
     )
     assert output == "True True True\n"
 
 
-def test_a_file_system_without_locks_takes_none(tmp_path: Path) -> None:
-    output = child(
+def test_a_vfs_without_locks_takes_none(db_path):
+    output = told(
         """
         def two_writers():
             first, second = open_native(path), open_native(path)
@@ -78,97 +66,89 @@ def test_a_file_system_without_locks_takes_none(tmp_path: Path) -> None:
                     connection.rollback()
                     connection.close()
         original = vfs_names()[0]
-        print(two_writers())
-        make_default("unix-none")
-        print(two_writers())
-        make_default(original)
-        print(two_writers())
+        for name in (original, "unix-none", original):
+            make_default(name)
+            print(two_writers())
         """,
-        tmp_path / "x.db",
+        db_path,
     )
     assert output == "database is locked\nboth\ndatabase is locked\n"
 
 
-def test_a_file_system_that_locks_with_files_makes_them(tmp_path: Path) -> None:
-    output = child(
+def test_a_vfs_that_locks_with_files_makes_them(db_path):
+    output = told(
         """
+        def insert(connection, value):
+            connection.execute("INSERT INTO t VALUES (?)", (value,))
+            inside = os.path.exists(path + ".lock")
+            connection.commit()
+            return inside, os.path.exists(path + ".lock")
         original = vfs_names()[0]
         early = open_native(path)
         early.execute("CREATE TABLE t (x)")
         make_default("unix-dotfile")
         late = open_native(path)
-        late.execute("INSERT INTO t VALUES (1)")
-        print(os.path.exists(path + ".lock"))
-        late.commit()
-        print(os.path.exists(path + ".lock"))
+        print(insert(late, 1))
         make_default(original)
-        early.execute("INSERT INTO t VALUES (2)")
-        print(os.path.exists(path + ".lock"))
-        early.commit()
-        late.execute("INSERT INTO t VALUES (3)")
-        print(os.path.exists(path + ".lock"))
-        late.commit()
+        print(insert(early, 2))
+        print(insert(late, 3))
         print([row[0] for row in early.execute("SELECT x FROM t")])
         early.close()
         late.close()
         print(open_descriptors(path))
         """,
-        tmp_path / "x.db",
+        db_path,
     )
-    assert output == "True\nFalse\nFalse\nTrue\n[1, 2, 3]\n[]\n"
+    assert output == "(True, False)\n(False, False)\n(True, False)\n[1, 2, 3]\n[]\n"
 
 
 @pytest.mark.parametrize("name", ["unix", "unix-none", "unix-dotfile", "unix-excl"])
-def test_the_whole_store_works_on_any_file_system_of_the_engine(tmp_path: Path, name: str) -> None:
-    output = child(
+def test_the_whole_store_works_on_any_vfs_of_the_engine(db_path, name):
+    output = told(
         """
-        from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
-        make_default(sys.argv[2])
+        make_default(arguments[0])
         store = ANPRDatabase(path)
         for number in range(20):
-            store.add_detection([f"AB{number}"], [0.9], [[1, 2, 3, 4]], 0.1, 0.2, 0.3)
+            store.add_detection([f"AB{number}"], *GIVEN[1:])
         store.update_mmc_data(3, {"mmc_color": "red"})
         print(len(store.get_history()), store.get_detection(3)["mmc_data"], open_descriptors(path))
         print([row[0] for row in sqlite3.connect(path).execute("PRAGMA integrity_check")])
         """,
-        tmp_path / "x.db",
+        db_path,
         name,
     )
     assert output == "20 {'mmc_color': 'red'} []\n['ok']\n"
 
 
-def test_a_file_system_made_default_by_somebody_else_meets_our_files(tmp_path: Path) -> None:
-    output = child(
+def test_a_vfs_made_default_by_somebody_else_meets_our_files(db_path):
+    output = told(
         """
-        from support import faults
         faults.install_file_layer()
         connection = open_native(path)
         faults.fail_file_operation(0)
         connection.execute("CREATE TABLE t (x)")
-        print(faults.file_operations() > 5, vfs_names()[0])
+        print(faults.file_operations() > 5)
         connection.close()
         """,
-        tmp_path / "x.db",
+        db_path,
     )
-    assert output.startswith("True ")
+    assert output == "True\n"
 
 
-def test_the_version_of_the_file_below_decides_what_is_offered(tmp_path: Path) -> None:
-    # A file system without shared memory cannot do WAL: the answer is its own.
-    output = child(
+def test_the_version_of_the_file_below_decides_what_is_offered(db_path):
+    # A VFS without shared memory cannot do WAL: the answer is its own.
+    output = told(
         """
         answers = []
         for name in ("unix", "unix-dotfile", "unix-none"):
             make_default(name)
-            ours = open_native(path + name)
-            theirs = sqlite3.connect(path + name + "2")
+            pair = open_native(path + name), sqlite3.connect(path + name + "2")
             for setting in ("journal_mode = WAL", "mmap_size = 9999", "locking_mode = EXCLUSIVE"):
-                sql = f"PRAGMA {setting}"
-                answers.append([tuple(c.execute(sql).fetchone()) for c in (ours, theirs)])
-            ours.close()
-            theirs.close()
-        print(all(a == b for a, b in answers), answers[0][0])
+                answers.append([tuple(c.execute(f"PRAGMA {setting}").fetchone()) for c in pair])
+            for connection in pair:
+                connection.close()
+        print(all(ours == theirs for ours, theirs in answers), answers[0][0])
         """,
-        tmp_path / "x.db",
+        db_path,
     )
     assert output == "True ('wal',)\n"
