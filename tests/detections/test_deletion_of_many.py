@@ -153,18 +153,11 @@ def test_an_iteration_that_fails_opens_nothing(five):
     assert log == []
 
 
-@pytest.mark.parametrize(
-    ("ids", "expected"),
-    [
-        ({1}, "parameters are of unsupported type"),
-        (iter([1, 2]), "parameters are of unsupported type"),
-        (
-            {1: "one"},
-            "Binding 1 has no name, but you supplied a dictionary (which has only names).",
-        ),
-    ],
-    ids=["set", "iterator", "dict"],
-)
+@pytest.mark.parametrize(("ids", "expected"), [
+    ({1}, "parameters are of unsupported type"),
+    (iter([1, 2]), "parameters are of unsupported type"),
+    ({1: "one"}, "Binding 1 has no name, but you supplied a dictionary (which has only names)."),
+], ids=["set", "iterator", "dict"])  # fmt: skip
 def test_what_can_be_iterated_but_not_bound(five, db_path, ids, expected):
     store, log = five
     assert type_and_text(error_of(store.delete_detections, ids)) == (

@@ -12,7 +12,7 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 from support.clock import Clock
-from support.recording import executed
+from support.fakes import executed
 from support.samples import add
 from support.values import error_of, exactly, type_and_text
 

@@ -69,17 +69,11 @@ def test_the_lists_are_encoded_independently_and_their_lengths_not_compared(stor
         assert (row["plates"], row["confidences"], row["bboxes"]) == texts
 
 
-@pytest.mark.parametrize(
-    ("plates", "number", "text"),
-    [
-        ("AB123", 5, '"AB123"'),
-        ("", 0, '""'),
-        (("A", "B"), 2, '["A", "B"]'),
-        ({"A": 1, "B": 2}, 2, '{"A": 1, "B": 2}'),
-        ({}, 0, "{}"),
-        ("車🚗", 2, '"\\u8eca\\ud83d\\ude97"'),
-    ],
-)
+@pytest.mark.parametrize(("plates", "number", "text"), [
+    ("AB123", 5, '"AB123"'), ("", 0, '""'), (("A", "B"), 2, '["A", "B"]'),
+    ({"A": 1, "B": 2}, 2, '{"A": 1, "B": 2}'), ({}, 0, "{}"),
+    ("車🚗", 2, '"\\u8eca\\ud83d\\ude97"'),
+])  # fmt: skip
 def test_whatever_has_a_length_and_can_be_written_is_accepted(store, plates, number, text):
     row = stored(store, plates=plates)
     assert exactly((row["num_plates"], row["plates"])) == exactly((number, text))

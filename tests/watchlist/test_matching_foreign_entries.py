@@ -46,17 +46,10 @@ def loose(store, db_path):
     return put
 
 
-@pytest.mark.parametrize(
-    ("plate", "expected"),
-    [
-        (5, no_capitals("int")),
-        (0.5, no_capitals("float")),
-        (None, no_capitals("NoneType")),
-        (b"", BYTES_ERROR),
-        (b"AB", BYTES_ERROR),
-    ],
-    ids=repr,
-)
+@pytest.mark.parametrize(("plate", "expected"), [
+    (5, no_capitals("int")), (0.5, no_capitals("float")), (None, no_capitals("NoneType")),
+    (b"", BYTES_ERROR), (b"AB", BYTES_ERROR),
+], ids=repr)  # fmt: skip
 def test_an_entry_that_is_no_text_ends_the_matching_when_it_is_reached(
     store, loose, plate, expected
 ):

@@ -35,18 +35,13 @@ def test_a_subclass_without_methods_of_its_own_is_matched_as_text(store, watch):
     assert match["detected_plate"] is plate
 
 
-@pytest.mark.parametrize(
-    ("plate", "expected"),
-    [
-        *((value, no_attribute(type(value).__name__)) for value in (None, 5, True, 0.5, object())),
-        (["AB"], no_attribute("list")),
-        ({"AB": 1}, no_attribute("dict")),
-        (int, (AttributeError, "type object 'int' has no attribute 'upper'")),
-        (str, (TypeError, "unbound method str.upper() needs an argument")),
-        *((value, BYTES_ERROR) for value in (b"AB", b"", bytearray(b""))),
-    ],
-    ids=lambda value: type(value).__name__,
-)
+@pytest.mark.parametrize(("plate", "expected"), [
+    *((value, no_attribute(type(value).__name__)) for value in (None, 5, True, 0.5, object())),
+    (["AB"], no_attribute("list")), ({"AB": 1}, no_attribute("dict")),
+    (int, (AttributeError, "type object 'int' has no attribute 'upper'")),
+    (str, (TypeError, "unbound method str.upper() needs an argument")),
+    *((value, BYTES_ERROR) for value in (b"AB", b"", bytearray(b""))),
+], ids=lambda value: type(value).__name__)  # fmt: skip
 def test_what_is_no_text_cannot_be_matched(recorded, plate, expected):
     store, log = recorded
     for _ in range(2):
@@ -197,18 +192,13 @@ def test_answers_are_taken_by_their_truth(store, watch, answers):
     assert hits(store, Answering(*answers)) == [1]
 
 
-@pytest.mark.parametrize(
-    ("answers", "expected"),
-    [
-        ((LookupError("no =="),), (LookupError, "no ==")),
-        ((Undecided(),), (ArithmeticError, "undecided")),
-        ((False, LookupError("no in")), (LookupError, "no in")),
-        ((False, Undecided()), (ArithmeticError, "undecided")),
-        ((), no_part("Answering")),
-        ((False, []), no_part("Answering")),
-    ],
-    ids=range(6),
-)
+@pytest.mark.parametrize(("answers", "expected"), [
+    ((LookupError("no =="),), (LookupError, "no ==")),
+    ((Undecided(),), (ArithmeticError, "undecided")),
+    ((False, LookupError("no in")), (LookupError, "no in")),
+    ((False, Undecided()), (ArithmeticError, "undecided")), ((), no_part("Answering")),
+    ((False, []), no_part("Answering")),
+], ids=range(6))  # fmt: skip
 def test_the_error_of_an_answer_is_passed_on(store, watch, answers, expected):
     watch("AB")
     assert failure(store, Answering(*answers)) == expected
@@ -236,15 +226,10 @@ class Walked(Bare):
         return iter(["X", "AB"])
 
 
-@pytest.mark.parametrize(
-    ("capitals", "expected"),
-    [
-        *((value, no_attribute(type(value).__name__, "replace")) for value in (None, 5, ["AB"])),
-        (b"AB", BYTES_ERROR),
-        (Bare(), (TypeError, "argument of type 'Bare' is not iterable")),
-    ],
-    ids=["None", "int", "list", "bytes", "bare"],
-)
+@pytest.mark.parametrize(("capitals", "expected"), [
+    *((value, no_attribute(type(value).__name__, "replace")) for value in (None, 5, ["AB"])),
+    (b"AB", BYTES_ERROR), (Bare(), (TypeError, "argument of type 'Bare' is not iterable")),
+], ids=["None", "int", "list", "bytes", "bare"])  # fmt: skip
 def test_capitals_that_are_no_text(store, watch, capitals, expected):
     watch("AB")
     assert failure(store, giving_upper(capitals)) == expected

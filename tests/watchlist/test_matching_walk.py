@@ -22,19 +22,11 @@ def detected(store, plates):
     return [match["detected_plate"] for match in store.check_watchlist(plates)]
 
 
-@pytest.mark.parametrize(
-    ("plates", "expected"),
-    [
-        (["ab", "x", "cd"], ["ab", "cd"]),
-        (("ab", "x", "cd"), ["ab", "cd"]),
-        ("xA", ["A"]),
-        (deque(["ab", "cd"]), ["ab", "cd"]),
-        ({"ab": 1, "cd": 2}, ["ab", "cd"]),
-        ({"ab": 1, "cd": 2}.keys(), ["ab", "cd"]),
-        (frozenset(["ab"]), ["ab"]),
-    ],
-    ids=lambda value: type(value).__name__,
-)
+@pytest.mark.parametrize(("plates", "expected"), [
+    (["ab", "x", "cd"], ["ab", "cd"]), (("ab", "x", "cd"), ["ab", "cd"]), ("xA", ["A"]),
+    (deque(["ab", "cd"]), ["ab", "cd"]), ({"ab": 1, "cd": 2}, ["ab", "cd"]),
+    ({"ab": 1, "cd": 2}.keys(), ["ab", "cd"]), (frozenset(["ab"]), ["ab"]),
+], ids=lambda value: type(value).__name__)  # fmt: skip
 def test_whatever_can_be_walked(store, watch, plates, expected):
     watch("AB", "CD")
     assert detected(store, plates) == expected

@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process, database, twin
+from support import child, database, twin
+
+pytestmark = pytest.mark.slow
 
 ROWS = 200_000
 
@@ -89,6 +91,6 @@ def filled(tmp_path_factory):
 @pytest.mark.parametrize("call", CALLS.values(), ids=CALLS)
 def test_other_threads_run_on_and_the_result_is_the_same(filled, tmp_path, call):
     path = tmp_path / "long.db"
-    output = child_process.output(PROGRAM.format(call=call), str(filled), str(path))
+    output = child.output(PROGRAM.format(call=call), str(filled), str(path))
     assert output == "all the same\n"
     path.unlink()
