@@ -13,6 +13,7 @@ from hypothesis import strategies as st
 
 from support.clock import Clock
 from support.fakes import executed
+from support.json_cases import outcome
 from support.samples import add
 from support.values import error_of, exactly, type_and_text
 
@@ -32,13 +33,6 @@ def cut_off(recorded, clock):
         return value
 
     return read
-
-
-def outcome(function):
-    try:
-        return function()
-    except (OverflowError, ValueError) as error:
-        return type_and_text(error)
 
 
 def no_span(kind):
@@ -64,39 +58,21 @@ def test_the_clock_less_the_hours_in_iso_form(cut_off, hours, expected):
     assert cut_off(hours=hours) == expected
 
 
-def test_a_day_by_default(cut_off):
-    assert cut_off() == "2024-04-30T14:03:27.512034"
+numbers = st.integers(-(10**8), 10**8) | st.floats(-1e8, 1e8) | st.floats(-1, 1)
 
 
-def test_no_fraction_when_there_are_no_microseconds(recorded, clock):
-    store, log = recorded
-    clock.set("2024-05-01T14:00:00")
-    store.get_hourly_stats(1)
-    assert list(executed(log)[1]) == ["2024-05-01T13:00:00"]
-
-
-@given(
-    hours=st.one_of(
-        st.integers(-(10**8), 10**8),
-        st.floats(-1e8, 1e8),
-        st.floats(-1, 1),
-        st.floats(),
-        st.integers(),
-    )
-)
+@given(hours=numbers | st.floats() | st.integers())
 def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
     store, log = recorded
     log.clear()
     clock.moment = NOW
 
-    def expected():
-        return (NOW - timedelta(hours=hours)).isoformat()
-
-    def bound():
+    def bound(hours):
         store.get_hourly_stats(hours)
         return executed(log)[1][0]
 
-    assert outcome(bound) == outcome(expected)
+    expected = outcome(lambda hours: (NOW - timedelta(hours=hours)).isoformat(), hours)
+    assert outcome(bound, hours) == expected
 
 
 @pytest.mark.parametrize(("hours", "expected"), [
@@ -159,64 +135,63 @@ def test_the_cut_off_is_compared_as_text(store, clock):
 class Traced:
     """Takes the places of `datetime` and `timedelta`, and writes down how they are used."""
 
-    def __init__(self):
+    def __init__(self, fails=None):
         self.log = []
+        self.fails = fails
+
+    def step(self, name, *more):
+        self.log.append((name, *more))
+        if name == self.fails:
+            raise LookupError("out of " + name)
 
     def now(self, *arguments, **named):
-        self.log.append(("now", arguments, named))
+        self.step("now", arguments, named)
         return self
 
     def timedelta(self, *arguments, **named):
-        self.log.append(("timedelta", arguments, named))
+        self.step("timedelta", arguments, named)
         return "span"
 
     def __sub__(self, span):
-        self.log.append(("less", span))
+        self.step("less", span)
         return SimpleNamespace(isoformat=self.isoformat)
 
     def isoformat(self, *arguments):
-        self.log.append(("isoformat", arguments))
+        self.step("isoformat", arguments)
         return "2024"
 
 
-def test_replaced_names_are_what_makes_the_cut_off(recorded, store_module, monkeypatch):
+@pytest.mark.parametrize("fails", [None, "now", "timedelta", "less", "isoformat"])
+def test_replaced_names_make_the_cut_off_before_a_connection_is_opened(
+    recorded, store_module, monkeypatch, fails
+):
     store, log = recorded
-    traced, hours = Traced(), object()
+    traced, hours = Traced(fails), object()
     monkeypatch.setattr(store_module, "datetime", traced)
     monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
-    store.get_hourly_stats(hours)
-    assert traced.log == [
+    used = [
         ("now", (), {}),
         ("timedelta", (), {"hours": hours}),
         ("less", "span"),
         ("isoformat", ()),
     ]
-    assert list(executed(log)[1]) == ["2024"]
-
-
-@pytest.mark.parametrize("step", ["now", "timedelta", "__sub__", "isoformat"])
-def test_a_step_that_fails_fails_before_a_connection_is_opened(
-    recorded, store_module, monkeypatch, step
-):
-    def fail(self, *arguments, **named):
-        raise LookupError("out of " + step)
-
-    store, log = recorded
-    traced = type("Failing", (Traced,), {step: fail})()
-    monkeypatch.setattr(store_module, "datetime", traced)
-    monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
-    assert type_and_text(error_of(store.get_hourly_stats)) == (LookupError, "out of " + step)
-    assert log == []
+    if fails is None:
+        store.get_hourly_stats(hours)
+        assert traced.log == used
+        assert list(executed(log)[1]) == ["2024"]
+    else:
+        error = error_of(store.get_hourly_stats, hours)
+        assert type_and_text(error) == (LookupError, "out of " + fails)
+        assert traced.log == used[: len(traced.log)]
+        assert log == []
 
 
 @pytest.mark.parametrize("name", ["datetime", "timedelta"])
 def test_a_name_that_is_gone(recorded, store_module, monkeypatch, name):
     store, log = recorded
     monkeypatch.delattr(store_module, name)
-    assert type_and_text(error_of(store.get_hourly_stats)) == (
-        NameError,
-        f"name '{name}' is not defined",
-    )
+    error = error_of(store.get_hourly_stats)
+    assert type_and_text(error) == (NameError, f"name '{name}' is not defined")
     assert log == []
 
 

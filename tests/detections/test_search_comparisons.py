@@ -6,9 +6,9 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 from support import database
+from support.json_cases import outcome
 from support.samples import add
 from support.stored_rows import ids
-from support.values import type_and_text
 
 
 def add_with(store, *confidences: object) -> int:
@@ -16,16 +16,19 @@ def add_with(store, *confidences: object) -> int:
 
 
 class Operand:
-    """Writes down each comparison that it takes part in, as (itself, operator, the other)."""
+    """Writes down each comparison that it takes part in, as (itself, operator, the other).
 
-    def __init__(self, name, log, answer=True):
+    Its answers are taken in turn, the last one ever again.
+    """
+
+    def __init__(self, name, log, *answers):
         self.name = name
         self.log = log
-        self.answer = answer
+        self.answers = list(answers) or [True]
 
     def compared(self, operator, other):
         self.log.append((self.name, operator, getattr(other, "name", other)))
-        return self.answer
+        return self.answers.pop(0) if len(self.answers) > 1 else self.answers[0]
 
     def __gt__(self, other):
         return self.compared(">", other)
@@ -38,6 +41,11 @@ class Operand:
 
     def __le__(self, other):
         return self.compared("<=", other)
+
+
+def given_elements(store, *elements):
+    store._row_to_dict = lambda row: {"confidences": elements, "id": 1}
+    add(store)
 
 
 def test_the_threshold_is_the_left_operand_before_and_after_the_scope(recorded):
@@ -63,25 +71,20 @@ def test_the_threshold_is_the_left_operand_before_and_after_the_scope(recorded):
 
 def test_an_element_is_the_left_operand(store):
     log = []
-    elements = [Operand("first", log, False), Operand("second", log), Operand("third", log)]
-    store._row_to_dict = lambda row: {"confidences": elements}
-    add(store)
+    given_elements(
+        store, Operand("first", log, False), Operand("second", log), Operand("third", log)
+    )
     assert len(store.search_plates(min_confidence=0.5)) == 1
     assert log == [("first", ">=", 0.5), ("second", ">=", 0.5)]
     log.clear()
     assert len(store.search_plates(min_confidence=Operand("least", log))) == 1
-    assert log == [
-        ("least", ">", 0),
-        ("least", ">", 0),
-        ("first", ">=", "least"),
-        ("second", ">=", "least"),
-    ]
+    least = ("least", ">", 0)
+    assert log == [least, least, ("first", ">=", "least"), ("second", ">=", "least")]
 
 
 def test_an_element_that_declines_leaves_it_to_the_threshold(store):
     log = []
-    store._row_to_dict = lambda row: {"confidences": [Operand("element", log, NotImplemented)]}
-    add(store)
+    given_elements(store, Operand("element", log, NotImplemented))
     assert len(store.search_plates(min_confidence=Operand("least", log))) == 1
     assert log[2:] == [("element", ">=", "least"), ("least", "<=", "element")]
 
@@ -101,40 +104,30 @@ def test_a_subclass_of_a_number_compares_in_its_own_way(store):
     add_with(store, 0.9)
     assert ids(store.search_plates(min_confidence=Contrary(0.5))) == [1]  # not above 0, it says
     assert store.search_plates(min_confidence=Contrary(-0.5)) == []
-    store._row_to_dict = lambda row: {"confidences": [Unwilling(5)], "id": row["id"]}
+    given_elements(store, Unwilling(5))
     assert store.search_plates(min_confidence=0.5) == []
 
 
 def test_the_threshold_is_compared_with_0_both_times_anew(recorded):
-    class Wavering:
-        def __init__(self, *answers):
-            self.answers = list(answers)
-
-        def __gt__(self, other):
-            return self.answers.pop(0)
-
-        def __le__(self, other):
-            return False
-
     store, log = recorded
     add_with(store, 0.9)
-    log.clear()
-    assert ids(store.search_plates(min_confidence=Wavering(True, False))) == [1]
-    assert "num_plates > 0" in str(log)
-    log.clear()
-    assert store.search_plates(min_confidence=Wavering(False, True)) == []
-    assert "num_plates > 0" not in str(log)
+    for answers, found in (((True, False), [1]), ((False, True, False), [])):
+        log.clear()
+        assert ids(store.search_plates(min_confidence=Operand("least", [], *answers))) == found
+        assert ("num_plates > 0" in str(log)) == answers[0]
 
 
 def test_an_answer_counts_by_its_truth(store):
     add_with(store, 0.9)
-    for answer, kept in (("yes", 1), ([0], 1), (1, 1)):
-        found = store.search_plates(min_confidence=Operand("least", [], answer))
-        assert len(found) == kept
-    for answer in ("", [], 0, None):
+    for answer in ("yes", [0], 1, "", [], 0, None):  # none above 0 filters nothing
         assert len(store.search_plates(min_confidence=Operand("least", [], answer))) == 1
-    store._row_to_dict = lambda row: {"confidences": [Operand("element", [], "")]}
-    assert store.search_plates(min_confidence=0.5) == []
+        answers = (True, True, answer)
+        kept = len(store.search_plates(min_confidence=Operand("least", [], *answers)))
+        assert kept == bool(answer)
+        given_elements(store, Operand("element", [], answer))
+        assert bool(store.search_plates(min_confidence=0.5)) == bool(answer)
+        del store._row_to_dict
+        store.cleanup_old(1)
 
 
 exact_numbers = st.one_of(
@@ -149,13 +142,6 @@ thresholds = st.one_of(
 near = st.sampled_from([2**53, 2**53 + 1, 2.0**53, 0.5, 1, 1.0, 10**308, 1e308, 2**1024])
 
 
-def outcome(function):
-    try:
-        return function()
-    except ArithmeticError as error:  # decimals refuse to compare with what is not a number
-        return type_and_text(error)
-
-
 @given(
     pages=st.lists(st.lists(exact_numbers | near, max_size=4), max_size=4),
     least=thresholds,
@@ -164,14 +150,14 @@ def test_numbers_of_all_kinds_and_sizes_compare_as_in_python(store, db_path, pag
     database.run_script(db_path, "DELETE FROM detections")
     added = {add_with(store, *confidences): confidences for confidences in pages}
 
-    def expected():
+    def expected(least):
         return {
             detection_id
             for detection_id, confidences in added.items()
             if not least > 0 or any(element >= least for element in confidences)
         }
 
-    def found():
+    def found(least):
         return set(ids(store.search_plates(min_confidence=least)))
 
-    assert outcome(found) == outcome(expected)
+    assert outcome(found, least) == outcome(expected, least)
