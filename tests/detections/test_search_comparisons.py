@@ -151,13 +151,13 @@ def test_numbers_of_all_kinds_and_sizes_compare_as_in_python(store, db_path, pag
     added = {add_with(store, *confidences): confidences for confidences in pages}
 
     def expected(least):
-        return {
+        return [
             detection_id
             for detection_id, confidences in added.items()
             if not least > 0 or any(element >= least for element in confidences)
-        }
+        ]
 
     def found(least):
-        return set(ids(store.search_plates(min_confidence=least)))
+        return sorted(ids(store.search_plates(min_confidence=least)))
 
     assert outcome(found, least) == outcome(expected, least)
