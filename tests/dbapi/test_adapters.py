@@ -5,11 +5,13 @@ from __future__ import annotations
 import sqlite3
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
+from types import SimpleNamespace
 from typing import Any
 
 import pytest
 
 from support.alike import alike
+from support.answering import answering
 from support.sql_cases import assert_alike, id_of, open_native
 
 TABLE = "CREATE TABLE t (v)"
@@ -37,31 +39,10 @@ class Conforms:
         return self.answer
 
 
-class ConformsByAttribute:
-    def __init__(self, conform: Any) -> None:
-        self.__conform__ = conform
-
-
 class ConformsOnClass:
     @classmethod
     def __conform__(cls, protocol: Any) -> Any:
         return f"class {cls.__name__}"
-
-
-class ConformFailsToBeFound:
-    @property
-    def __conform__(self) -> Any:
-        raise LookupError("conform asked")
-
-
-class IntThatConforms(int):
-    def __conform__(self, protocol: Any) -> Any:
-        return "conformed int"
-
-
-class TextThatConforms(str):
-    def __conform__(self, protocol: Any) -> Any:
-        return "conformed text"
 
 
 @contextmanager
@@ -114,19 +95,23 @@ def test_a_registered_adapter(name):
         assert_bound_alike(Plate("AB123"), PlateSubclass("AB123"))
 
 
+CONFORMING_INT = answering(int, 3, __conform__="conformed int")
+
 # fmt: off
 ADAPTED = [int, float, str, bytes, bytearray, bool, type(None), list, dict, Plate]
 VALUES = [
-    7, 2.5, "text", b"bytes", bytearray(b"array"), True, None, [1], {"a": 1}, IntThatConforms(3),
+    7, 2.5, "text", b"bytes", bytearray(b"array"), True, None, [1], {"a": 1}, CONFORMING_INT,
 ]
 CONFORMING = [
     *map(Conforms, (
         "text", 5, 2.5, b"x", None, [], {}, object, 2**70, "\ud800", Plate("x"),
         TypeError("conform"), ValueError("conform"), KeyError("conform"), AttributeError("conform"),
     )),
-    ConformsByAttribute(lambda protocol: "by attribute"), ConformsByAttribute(5),
-    ConformsByAttribute(None), ConformsOnClass(), ConformsOnClass, ConformFailsToBeFound(),
-    IntThatConforms(3), TextThatConforms("x"), Conforms,
+    ConformsOnClass(), ConformsOnClass, Conforms,
+    SimpleNamespace(__conform__=lambda protocol: "by attribute"), SimpleNamespace(__conform__=5),
+    SimpleNamespace(__conform__=None), CONFORMING_INT,
+    type("Odd", (), {"__conform__": property(raises(LookupError("conform asked")))})(),
+    answering(str, "x", __conform__="conformed text"),
 ]
 # fmt: on
 

@@ -10,7 +10,7 @@ import pytest
 
 from support.alike import alike
 from support.dbapi_uses import CONNECTION_USES, CURSOR_USES, use
-from support.engine_library import open_descriptors
+from support.database import open_descriptors
 from support.sql_cases import open_native, outcome
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3);"

@@ -10,6 +10,7 @@ from typing import Any, NamedTuple
 import pytest
 
 from support.alike import alike
+from support.answering import answering
 from support.sql_cases import assert_alike, id_of, outcome
 
 
@@ -31,76 +32,7 @@ class Sequence:
         return self.held[index]
 
 
-class SizeFails(Sequence):
-    def __len__(self) -> int:
-        raise LookupError("size asked")
-
-
-class SizeNegative(Sequence):
-    def __len__(self) -> int:
-        return -1
-
-
-class ItemFails(Sequence):
-    def __getitem__(self, index: int) -> Any:
-        raise LookupError("item asked")
-
-
-class ItemEnds(Sequence):
-    def __getitem__(self, index: int) -> Any:
-        raise IndexError("no such item")
-
-
-class SizeOnly:
-    def __len__(self) -> int:
-        return 1
-
-
-class ListWithOtherItems(list):
-    def __getitem__(self, index: Any) -> Any:
-        return "item"
-
-    def __len__(self) -> int:
-        return 1
-
-    def __iter__(self) -> Any:
-        raise LookupError("iterated")
-
-
-class TupleWithOtherItems(tuple):
-    __slots__ = ()
-
-    def __getitem__(self, index: Any) -> Any:
-        return "item"
-
-    def __len__(self) -> int:
-        return 1
-
-
-class Names:
-    """A mapping that is no dict."""
-
-    def __init__(self, answer: Any) -> None:
-        self.answer = answer
-
-    def __getitem__(self, name: str) -> Any:
-        if isinstance(self.answer, BaseException):
-            raise self.answer
-        return self.answer
-
-    def keys(self) -> Any:
-        raise LookupError("keys asked")
-
-
-class Missing(dict):
-    def __missing__(self, key: str) -> Any:
-        return f"missing {key}"
-
-
-class DictWithOtherItems(dict):
-    def __getitem__(self, key: str) -> Any:
-        return "item"
-
+OTHER_ITEMS = {"__getitem__": "item", "__len__": 1}
 
 # fmt: off
 CONTAINERS: list[Any] = [
@@ -108,11 +40,20 @@ CONTAINERS: list[Any] = [
     range(2), None, 0, 1, True, 1.5, object, ..., {1}, frozenset((1, 2)), iter([1, 2]),
     (n for n in (1, 2)), {}, {"a": 1}, {"a": 1, "b": 2}, {"b": 2, "a": 1, "c": 3},
     {"A": 1, "B": 2}, {1: 1, 2: 2}, {"a": [], "b": 1}, {"a": 1, "b": object()}, {"": 1},
-    {":a": 1, ":b": 2}, {"?1": 1, "1": 2}, Sequence(), Sequence(1), Sequence(1, 2), SizeFails(1),
-    SizeNegative(1), ItemFails(1, 2), ItemEnds(1, 2), SizeOnly(), ListWithOtherItems([1, 2]),
-    TupleWithOtherItems((1, 2)), ListWithOtherItems(), Names(1), Names(KeyError("k")),
-    Names(LookupError("l")), Names(ZeroDivisionError("z")), Names([]), Missing(a=1),
-    DictWithOtherItems(a=1), collections.OrderedDict(a=1, b=2),
+    {":a": 1, ":b": 2}, {"?1": 1, "1": 2}, Sequence(), Sequence(1), Sequence(1, 2),
+    answering(Sequence, 1, __len__=LookupError("size asked")), answering(Sequence, 1, __len__=-1),
+    answering(Sequence, 1, 2, __getitem__=LookupError("item asked")),
+    answering(Sequence, 1, 2, __getitem__=IndexError("no such item")),
+    answering(object, __len__=1), answering(tuple, (1, 2), **OTHER_ITEMS),
+    answering(list, [1, 2], **OTHER_ITEMS, __iter__=LookupError("iterated")),
+    answering(list, **OTHER_ITEMS, __iter__=LookupError("iterated")),
+    # Mappings that are no dicts.
+    *(
+        answering(object, __getitem__=answer, keys=LookupError("keys asked"))
+        for answer in (1, KeyError("k"), LookupError("l"), ZeroDivisionError("z"), [])
+    ),
+    answering(dict, {"a": 1}, __missing__=lambda self, key: f"missing {key}"),
+    answering(dict, {"a": 1}, __getitem__="item"), collections.OrderedDict(a=1, b=2),
     types.MappingProxyType({"a": 1, "b": 2}), collections.UserDict(a=1, b=2),
     collections.ChainMap({"a": 1}, {"b": 2}), collections.UserList([1, 2]),
     collections.deque([1, 2]), Point(1, 2), array.array("i", [1, 2]), memoryview(b"ab"),
@@ -150,23 +91,6 @@ def rows_then_failure() -> Any:
     raise LookupError("no more rows")
 
 
-class Iterable:
-    def __init__(self, answer: Any = None) -> None:
-        self.answer = answer
-
-    def __iter__(self) -> Any:
-        if isinstance(self.answer, BaseException):
-            raise self.answer
-        return self.answer or iter([(1, 2)])
-
-
-class EndsByIndex:
-    def __getitem__(self, index: int) -> Any:
-        if index > 2:
-            raise IndexError
-        return (index, index)
-
-
 SOURCES: dict[str, Any] = {
     "rows": lambda: [(1, 2), (3, 4)],
     "generator": lambda: ((n, n) for n in range(5)),
@@ -181,10 +105,10 @@ SOURCES: dict[str, Any] = {
     "number": lambda: 5,
     "object": object,
     "failing generator": rows_then_failure,
-    "iterable": Iterable,
-    "failing iterable": lambda: Iterable(LookupError("iterated")),
-    "no iterator": lambda: Iterable(5),
-    "by index": EndsByIndex,
+    "iterable": lambda: answering(object, __iter__=lambda self: iter([(1, 2)])),
+    "failing iterable": lambda: answering(object, __iter__=LookupError("iterated")),
+    "no iterator": lambda: answering(object, __iter__=5),
+    "by index": lambda: answering(object, __getitem__=lambda self, n: [(n, n)][n // 3]),
 }
 
 

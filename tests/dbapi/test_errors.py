@@ -4,15 +4,15 @@ from __future__ import annotations
 
 import os
 import sqlite3
-import tempfile
-from collections.abc import Callable, Iterator
-from contextlib import closing, contextmanager
+from collections.abc import Callable
+from contextlib import closing
 from pathlib import Path
 from typing import Any
 
 import pytest
 
 from support.alike import assert_files_alike
+from support.privileges import common_folder, without_privileges
 from support.sql_cases import outcome
 
 
@@ -163,19 +163,6 @@ def test_a_statement_that_a_rollback_cut_short(tmp_path):
     assert_alike_on(tmp_path, ordinary, run)
 
 
-@contextmanager
-def without_privileges() -> Iterator[None]:
-    """Root may do everything: for this while, the process is somebody else."""
-    if os.geteuid() != 0:
-        yield
-        return
-    os.seteuid(65534)
-    try:
-        yield
-    finally:
-        os.seteuid(0)
-
-
 @pytest.mark.parametrize(
     ("file_mode", "folder_mode"), [(0o444, 0o555), (0o000, 0o755), (0o666, 0o555), (0o666, 0o000)]
 )
@@ -187,13 +174,8 @@ def test_a_file_or_folder_without_permission(file_mode, folder_mode, sql):
         ordinary(folder / "file.db")
         (folder / "file.db").chmod(file_mode)
         folder.chmod(folder_mode)
-        try:
-            with without_privileges(), closing(open_one(folder / "file.db")) as connection:
-                return connection.execute(sql).fetchall()
-        finally:
-            folder.chmod(0o755)
+        with without_privileges(), closing(open_one(folder / "file.db")) as connection:
+            return connection.execute(sql).fetchall()
 
-    # Not below pytest's own folders: those are closed to anybody else.
-    with tempfile.TemporaryDirectory() as top:
-        Path(top).chmod(0o755)
-        assert_files_alike(Path(top), steps)
+    with common_folder() as top:
+        assert_files_alike(top, steps)

@@ -7,6 +7,7 @@ from typing import Any
 import pytest
 
 from support.alike import alike
+from support.answering import answering
 from support.sql_cases import assert_alike, id_of, open_native, outcome
 from support.values import error_of
 
@@ -15,15 +16,10 @@ SELECT = "SELECT v FROM t"
 FETCHES = ("fetchone", "fetchmany", "fetchall", "__next__")
 
 
-class WithIndex:
-    def __index__(self) -> int:
-        return 2
-
-
 # fmt: off
 SIZES = [
     0, 1, 2, 3, 4, 5, 6, 100, -1, -5, True, False, 2**31 - 1, 2**31, 2**32, 2**63, 2**64,
-    -(2**31) - 1, 1.0, 2.5, "2", None, b"2", [], WithIndex(),
+    -(2**31) - 1, 1.0, 2.5, "2", None, b"2", [], answering(object, __index__=2),
 ]
 # fmt: on
 

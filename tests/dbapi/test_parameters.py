@@ -16,30 +16,8 @@ from hypothesis import given, settings
 from hypothesis import strategies as st
 
 from support.alike import alike
+from support.answering import answering
 from support.sql_cases import assert_alike, id_of
-
-
-class PlainInt(int):
-    pass
-
-
-class PlainFloat(float):
-    pass
-
-
-class PlainText(str):
-    pass
-
-
-class PlainBytes(bytes):
-    pass
-
-
-class SpelledInt(int):
-    def __index__(self) -> int:
-        return 99
-
-    __int__ = __index__
 
 
 class Side(enum.IntEnum):
@@ -50,26 +28,18 @@ class Word(enum.StrEnum):
     HELLO = "hello"
 
 
-class WithIndex:
-    def __index__(self) -> int:
-        return 1
-
-
-class WithFloat:
-    def __float__(self) -> float:
-        return 1.0
-
-
 # fmt: off
 VALUES: list[Any] = [
     None, True, False, 0, 1, -1, 2**31, 2**63 - 1, -(2**63), 2**63, -(2**63) - 1, 10**30, 0.0,
     -0.0, 1.5, 1e308, 5e-324, float("inf"), float("-inf"), float("nan"), "", "x", "é☃\U0001f600",
     "a\0b", "\0", "\ud800", "a\udfffb", "x" * 100_000, b"", b"\0\xff", bytearray(b"ab"),
     memoryview(b"abc"), memoryview(b"abcdef")[::2], bytearray(), array.array("i", [1, 2]),
-    array.array("d"), memoryview(array.array("H", [1, 2, 3])), PlainInt(5), PlainFloat(2.5),
-    PlainText("sub"), PlainBytes(b"sub"), SpelledInt(5), PlainInt(2**63), Side.FRONT, Word.HELLO,
-    PlainText("\ud800"), [], [1], (), (1,), {}, {"a": 1}, {1}, object(), int, 1j, ..., range(2),
-    iter([]), lambda: None, decimal.Decimal("1.5"), WithIndex(), WithFloat(),
+    array.array("d"), memoryview(array.array("H", [1, 2, 3])), answering(int, 5),
+    answering(float, 2.5), answering(str, "sub"), answering(bytes, b"sub"),
+    answering(int, 5, __index__=99, __int__=99), answering(int, 2**63), Side.FRONT, Word.HELLO,
+    answering(str, "\ud800"), [], [1], (), (1,), {}, {"a": 1}, {1}, object(), int, 1j, ...,
+    range(2), iter([]), lambda: None, decimal.Decimal("1.5"), answering(object, __index__=1),
+    answering(object, __float__=1.0),
     types.SimpleNamespace(), collections.deque(), datetime.date(2024, 5, 1),
     datetime.datetime(2024, 5, 1, 14, 3, 27, 512034), datetime.time(1, 2),
 ]
@@ -132,7 +102,7 @@ def test_a_placeholder_beyond_the_engines_limit(connection, place):
 def test_a_value_keeps_no_reference_after_the_statement_is_done(connection):
     # fmt: off
     values = [
-        "text " * 10, b"bytes " * 10, PlainText("subclass " * 10), 10**12, 1.25e10,
+        "text " * 10, b"bytes " * 10, answering(str, "subclass " * 10), 10**12, 1.25e10,
         bytearray(b"x" * 50),
     ]
     # fmt: on

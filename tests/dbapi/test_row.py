@@ -12,6 +12,7 @@ from typing import Any
 import pytest
 
 from support.alike import alike
+from support.answering import answering
 from support.sql_cases import NativeRow, assert_alike, id_of, open_native, outcome
 from support.values import error_of
 
@@ -21,48 +22,21 @@ SELECT 1 AS id, 'AB123' AS plate, 2.5 AS Confidence, NULL AS "é", x'00' AS b,
 """
 
 
-class TextSubclass(str):
-    __slots__ = ()
-
-    def lower(self) -> str:
-        return "plate"
-
-
-class TextEqualToAll(str):
-    __slots__ = ()
-
-    def __eq__(self, other: object) -> bool:
-        return True
-
-    def __hash__(self) -> int:
-        return 0
-
-
-class WithIndex:
-    def __init__(self, answer: Any) -> None:
-        self.answer = answer
-
-    def __index__(self) -> Any:
-        if isinstance(self.answer, BaseException):
-            raise self.answer
-        return self.answer
-
-
-class IntSubclass(int):
-    pass
-
+EQUAL_TO_ALL = {"__eq__": True, "__hash__": 0}
 
 # fmt: off
 INDEXES: list[Any] = [
     0, 1, 7, 8, 9, 100, -1, -8, -9, -100, True, False, 2**31, 2**63, 2**100, -(2**63), -(2**100),
-    IntSubclass(1), "id", "ID", "Id", "plate", "PLATE", "confidence", "CONFIDENCE", "é", "É", "b",
-    "with space", "WITH SPACE", "", "missing", "id ", " id", "i", "idx", "id\0", "\0", "\ud800",
-    "ı", "ﬁ", "K", "plate\u0301", TextSubclass("plate"), TextSubclass("other"),
-    TextSubclass("PLATE"), TextEqualToAll("nothing"), TextEqualToAll("plate"), slice(None),
-    slice(0), slice(1, 3), slice(None, None, -1), slice(-3, None), slice(5, 2), slice(0, 100, 3),
-    slice(1, 2, 0), slice("a"), slice(WithIndex(1), WithIndex(3)), slice(2**100),
+    answering(int, 1), "id", "ID", "Id", "plate", "PLATE", "confidence", "CONFIDENCE", "é", "É",
+    "b", "with space", "WITH SPACE", "", "missing", "id ", " id", "i", "idx", "id\0", "\0",
+    "\ud800", "ı", "ﬁ", "K", "plate\u0301", answering(str, "plate", lower="plate"),
+    answering(str, "other", lower="plate"), answering(str, "PLATE", lower="plate"),
+    answering(str, "nothing", **EQUAL_TO_ALL), answering(str, "plate", **EQUAL_TO_ALL),
+    slice(None), slice(0), slice(1, 3), slice(None, None, -1), slice(-3, None), slice(5, 2),
+    slice(0, 100, 3), slice(1, 2, 0), slice("a"),
+    slice(answering(object, __index__=1), answering(object, __index__=3)), slice(2**100),
     slice(None, None, 2**70), slice(1.5), None, 1.0, 0.0, b"id", (), (0,), [0], {}, object(), ...,
-    WithIndex(1), WithIndex(-1), WithIndex("x"), WithIndex(LookupError("index")),
+    *(answering(object, __index__=answer) for answer in (1, -1, "x", LookupError("index"))),
 ]
 # fmt: on
 

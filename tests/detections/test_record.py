@@ -10,6 +10,7 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
+from support.answering import answering
 from support.samples import DETECTION_COLUMNS, add
 from support.values import exactly
 
@@ -146,25 +147,10 @@ def test_the_record_is_new_and_the_row_unchanged(row_of, convert):
         assert row["plates"] == "[1]"
 
 
-class Keyed:
+def keyed(keys):
     """Whatever has keys will do for a row."""
-
-    def keys(self):
-        return iter(["plates", "id"])
-
-    def __getitem__(self, name):
-        return {"plates": '["A"]', "id": 5}[name]
-
-
-class Text(str):
-    __slots__ = ()
-
-
-class EmptyText(Text):
-    __slots__ = ()
-
-    def __bool__(self):
-        return False
+    values = {"plates": '["A"]', "id": 5}
+    return answering(object, keys=keys, __getitem__=lambda self, name: values[name])
 
 
 ROWS = {
@@ -173,8 +159,8 @@ ROWS = {
     "no pairs": (list, {}),
     "pairs": (lambda: [("id", 1), ("plates", "[2]")], {"id": 1, "plates": [2]}),
     "an iterator of pairs": (lambda: iter([("plates", "[3]"), ("plates", "[4]")]), {"plates": [4]}),
-    "keys": (Keyed, {"plates": ["A"], "id": 5}),
-    "a text of another class": (lambda: {"plates": Text("[1]")}, {"plates": [1]}),
+    "keys": (lambda: keyed(iter(["plates", "id"])), {"plates": ["A"], "id": 5}),
+    "a text of another class": (lambda: {"plates": answering(str, "[1]")}, {"plates": [1]}),
     "a bytearray": (lambda: {"plates": bytearray(b"[1]")}, {"plates": [1]}),
 }
 
@@ -194,7 +180,7 @@ def test_pythons_own_row_will_do(convert):
 
 
 def test_truth_is_the_values_own(convert):
-    kept = EmptyText("[1]")
+    kept = answering(str, "[1]", __bool__=False)
     assert convert({"plates": kept})["plates"] is kept
 
 

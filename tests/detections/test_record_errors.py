@@ -8,6 +8,7 @@ import sys
 import pytest
 
 from support import database
+from support.answering import answering
 from support.fakes import Undecided
 from support.samples import add
 from support.values import error_of, type_and_text
@@ -65,16 +66,9 @@ def test_what_is_no_row_fails_as_a_mapping_made_of_it(convert, row):
 
 
 def test_an_error_of_the_row_or_of_a_values_truth_reaches_the_caller(convert):
-    class Row:
-        def keys(self):
-            return ["id", "plates"]
-
-        def __getitem__(self, name):
-            if name == "plates":
-                raise LookupError("no plates here")
-            return 1
-
-    assert type_and_text(error_of(convert, Row())) == (LookupError, "no plates here")
+    error = LookupError("no plates here")
+    row = answering(object, keys=["plates"], __getitem__=error)
+    assert error_of(convert, row) is error
     error = ArithmeticError("neither true nor false")
     assert error_of(convert, {"plates": Undecided(error)}) is error
 

@@ -9,7 +9,7 @@ import time
 import pytest
 
 from support import child, database
-from support.fakes import connecting_class
+from support.fakes import impatient_class
 from support.samples import DETECTION_COLUMNS, add
 from support.values import error_of, type_and_text
 
@@ -18,13 +18,7 @@ LOCKED = (sqlite3.OperationalError, "database is locked")
 
 @pytest.fixture
 def impatient(store_module):
-    """A class of stores whose connections give up soon, so that the tests need not wait long."""
-
-    def hurry(connection):
-        connection.execute("PRAGMA busy_timeout = 20")
-        return connection
-
-    return connecting_class(store_module.ANPRDatabase, hurry)
+    return impatient_class(store_module.ANPRDatabase)
 
 
 @pytest.mark.parametrize("missing", ["everything", "an index"])
@@ -163,43 +157,6 @@ def test_the_default_wait_is_five_seconds_and_then_an_error(native, db_path):
     assert waited >= 4.5  # a slow machine only waits longer
     assert database.count(db_path) == 0
     assert add(store) == 1
-
-
-def test_threads_share_one_store_and_every_write_counts(store, db_path, in_thread):
-    ids = []
-
-    def work():
-        for number in range(15):
-            detection_id = add(store, plates=[str(number)])
-            ids.append(detection_id)
-            store.update_mmc_data(detection_id, {"number": number})
-            assert store.get_detection(detection_id)["mmc_data"] == {"number": number}
-
-    for thread in [in_thread(work) for _ in range(3)]:
-        thread.join()
-    assert sorted(ids) == list(range(1, 46))
-    assert database.count(db_path) == 45
-    assert database.query(db_path, "PRAGMA integrity_check") == [("ok",)]
-
-
-@pytest.mark.slow
-def test_stores_and_processes_share_one_file(
-    store, store_module, store_module_name, db_path, in_thread
-):
-    other = store_module.ANPRDatabase(db_path)
-    code = """
-        import importlib
-        store = importlib.import_module(sys.argv[1]).ANPRDatabase(sys.argv[2])
-        for number in range(20):
-            store.add_detection([f"child {number}"], [], [], 0, 0, 0)
-        """
-    running = in_thread(lambda: child.output(code, store_module_name, str(db_path)))
-    for number in range(20):
-        add(store if number % 2 else other, plates=[f"parent {number}"])
-    running.join()
-    plates = [record["plates"][0] for record in store.get_history(-1)]
-    assert sorted(plates) == sorted(f"{who} {n}" for who in ("child", "parent") for n in range(20))
-    assert [r["id"] for r in other.get_history(-1)] == [r["id"] for r in store.get_history(-1)]
 
 
 def test_what_one_store_wrote_another_sees_at_its_next_call(store, store_module, db_path):
