@@ -173,7 +173,7 @@ def test_an_adapter_that_closes_the_connection_gets_an_error():
 @pytest.mark.parametrize("change", ["clear", "replace"])
 @alike()
 def test_an_adapter_that_changes_the_list_it_is_bound_from(connection, change):
-    values: list[Any] = [Plate("a"), "b", "c"]
+    values = [Plate("a"), "b", "c"]
 
     def adapter(value: Plate) -> str:
         if change == "clear":

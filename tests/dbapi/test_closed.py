@@ -4,13 +4,12 @@ from __future__ import annotations
 
 import os
 import sqlite3
-from typing import Any
 
 import pytest
 
 from support.alike import alike
-from support.dbapi_uses import CONNECTION_USES, CURSOR_USES, use
 from support.database import open_descriptors
+from support.dbapi_uses import CONNECTION_USES, CURSOR_USES, use
 from support.sql_cases import open_native, outcome
 
 SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3);"
@@ -83,7 +82,7 @@ def test_closing_with_statements_unfinished_closes_the_file_when_they_go(tmp_pat
 
 @pytest.mark.parametrize("dropped_first", ["connection", "cursor", "row"])
 def test_dropping_the_last_reference_closes_the_file(tmp_path, opened, dropped_first):
-    held: dict[str, Any] = {"connection": opened.pop()}
+    held = {"connection": opened.pop()}
     held["connection"].execute("INSERT INTO t VALUES (4)")
     held["cursor"] = held["connection"].execute(SELECT)
     held["row"] = held["cursor"].fetchone()

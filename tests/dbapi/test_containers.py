@@ -50,7 +50,7 @@ CONTAINERS: list[Any] = [
     # Mappings that are no dicts.
     *(
         answering(object, __getitem__=answer, keys=LookupError("keys asked"))
-        for answer in (1, KeyError("k"), LookupError("l"), ZeroDivisionError("z"), [])
+        for answer in (1, KeyError("k"), LookupError("l"), ZeroDivisionError("z"), [None])
     ),
     answering(dict, {"a": 1}, __missing__=lambda self, key: f"missing {key}"),
     answering(dict, {"a": 1}, __getitem__="item"), collections.OrderedDict(a=1, b=2),

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import weakref
-from typing import Any
 
 import pytest
 
@@ -27,7 +26,7 @@ ROWS: tuple[list, ...] = (
 @alike(SETUP)
 def test_counts_and_row_ids_after_executemany(connection, rows):
     cursor = connection.cursor()
-    seen: list[Any] = []
+    seen = []
     for sql in (
         "INSERT INTO t (v) VALUES (?)",
         "UPDATE t SET v = ? WHERE id = 1",
@@ -47,8 +46,8 @@ def test_a_new_cursor(connection):
 
 @pytest.mark.parametrize("call", ["setinputsizes", "setoutputsize"])
 def test_sizes_are_taken_and_ignored(call):
-    taken: list[tuple] = [([3, 4, 5],), (None,)]
-    refused: list[tuple] = [(), (1, 2)]
+    taken = [([3, 4, 5],), (None,)]
+    refused = [(), (1, 2)]
     if call == "setoutputsize":
         taken, refused = [(5,), (5, 0), ("any", object())], [(), (1, 2, 3)]
     for given in taken:

@@ -2,8 +2,6 @@
 
 from __future__ import annotations
 
-from typing import Any
-
 import pytest
 
 from support.alike import alike
@@ -92,7 +90,7 @@ def test_execute_then_fetch_everything(sql):
 @alike(SETUP)
 def test_what_a_cursor_tells_at_each_step(connection, sql, before):
     cursor = connection.cursor()
-    seen: list[Any] = [describe(cursor)]
+    seen = [describe(cursor)]
     for method, *given in (
         *([("execute", before)] if before else []),
         ("execute", sql),
@@ -249,7 +247,7 @@ def test_declared_types_are_not_detected(connection):
 
 @alike(SETUP)
 def test_total_changes_and_row_ids_over_many_statements(connection):
-    seen: list[Any] = []
+    seen = []
     for sql in STATEMENTS:
         seen.append(outcome(connection.execute, sql))
         seen.append((connection.total_changes, connection.in_transaction))

@@ -2,8 +2,6 @@
 
 from __future__ import annotations
 
-from typing import Any
-
 import pytest
 
 from support.alike import alike
@@ -142,7 +140,7 @@ def test_many_rows_of_every_kind(count):
         "WITH RECURSIVE c(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM c WHERE n < ?) "
         "SELECT n, n * 0.1 AS r, printf('%d é', n) AS s, CAST(n AS BLOB) AS b, NULL AS z FROM c"
     )
-    fetches: tuple[Any, ...] = (list, lambda c: c.fetchall(), lambda c: c.fetchmany(count // 2))
+    fetches = (list, lambda c: c.fetchall(), lambda c: c.fetchmany(count // 2))
     for fetch in fetches:
         assert_alike(lambda c, fetch: list(map(tuple, fetch(c.execute(sql, (count,))))), fetch)
 

@@ -88,7 +88,7 @@ PLACES: dict[str, Callable[[Callable[[], Any]], tuple[Any, ...]]] = {
 @alike(SETUP)
 def test_a_call_inside_a_call(connection, place, step):
     cursor = connection.cursor()
-    notes: list[Any] = []
+    notes = []
     method, *given = PLACES[place](
         lambda: notes.append(outcome(STEPS[step], connection, cursor)),
     )
@@ -110,7 +110,7 @@ def connection():
 def test_a_statement_inside_a_call_of_its_own_cursor_is_refused(connection, outer, inner):
     # Python's own cursor crashes here, so there is nothing to compare with.
     cursor = connection.cursor()
-    errors: list[Any] = []
+    errors = []
     action = lambda: errors.append(error_of(getattr(cursor, inner[0]), *inner[1:]))  # noqa: E731
     value = (Asks("conversion", action),)
     if outer == "execute":
@@ -131,7 +131,7 @@ def test_an_iterator_that_closes_the_connection_gets_an_error(connection):
 @pytest.mark.parametrize("kind", ["factory", "parameter", "row"])
 def test_an_object_that_uses_the_connection_when_it_dies(connection, kind):
     # The replaced row factory, parameter and row die inside our own code, and come back to it.
-    seen: list[Any] = []
+    seen = []
 
     def use() -> None:
         connection.row_factory = None
@@ -166,10 +166,7 @@ def test_an_object_that_uses_the_connection_when_it_dies(connection, kind):
 
 def test_a_cycle_through_the_row_factory_is_collected(tmp_path):
     class Factory:
-        connection: Any
-        cursor: Any
-
-        def __call__(self, cursor: Any, row: tuple) -> Any:
+        def __call__(self, cursor, row):
             return row
 
     factory = Factory()

@@ -186,7 +186,7 @@ def test_a_row_keeps_its_names_when_the_cursor_goes_on(connection):
 
 
 def test_the_rows_of_one_statement_share_their_names_and_outlive_their_connection():
-    connection: Any = open_native()
+    connection = open_native()
     first, second = connection.execute("SELECT 1 AS a UNION ALL SELECT 2").fetchall()
     connection.close()
     del connection

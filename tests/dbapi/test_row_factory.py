@@ -130,7 +130,7 @@ STEPS: tuple[Any, ...] = (
 @pytest.mark.parametrize("step", STEPS, ids=range(len(STEPS)))
 @alike()
 def test_a_factory_that_uses_its_cursor_or_connection(connection, step, reader):
-    calls: list[Any] = []
+    calls = []
 
     def factory(cursor: Any, row: tuple) -> Any:
         if len(calls) < 2:

@@ -9,7 +9,7 @@ from typing import Any
 
 import pytest
 
-from support.engine_library import open_descriptors
+from support.database import open_descriptors
 from support.program import told
 from support.sql_cases import open_native
 
@@ -51,7 +51,7 @@ def test_a_connection_in_a_cycle_is_closed_by_the_collector(tmp_path, held):
         pass
 
     gc.collect()
-    holder: Any = Holder()
+    holder = Holder()
     holder.me = holder
     holder.connection = held.pop()
     holder.cursor = holder.connection.execute("SELECT * FROM t")

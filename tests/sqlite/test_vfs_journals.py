@@ -11,7 +11,7 @@ from typing import Any
 import pytest
 
 from support.alike import assert_files_alike
-from support.engine_library import open_descriptors
+from support.database import open_descriptors
 from support.sql_cases import open_native
 
 MODES = ["DELETE", "TRUNCATE", "PERSIST", "MEMORY", "OFF", "WAL"]

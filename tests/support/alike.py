@@ -36,7 +36,7 @@ def alike(setup: str = "") -> Callable[[Callable[..., Any]], Callable[..., None]
             for error in failed:  # alike on both sides, and yet not what the test expects
                 raise error
 
-        del test.__wrapped__  # type: ignore[attr-defined]
+        del test.__wrapped__
         others = list(signature.parameters.values())[1:]
         test.__signature__ = signature.replace(parameters=others)  # type: ignore[attr-defined]
         return test
