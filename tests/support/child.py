@@ -93,6 +93,3 @@ def assert_ended_well(code: int, *told: str) -> None:
     assert code == 0, "\n".join([f"exit code {code}", *told])
     errors = told[-1] if told else ""
     assert not [word for word in ABORT_WORDS if word in errors], errors
-
-
-run_child = output  # the older name

@@ -76,9 +76,9 @@ def lock_held(path: str | Path, kind: str) -> Iterator[sqlite3.Connection]:
         other.rollback()
 
 
-def open_descriptors(path: str | Path) -> list[str]:
-    """This process's open files that belong to the database: itself, its journal, its log."""
-    wanted = os.path.realpath(path)
+def open_descriptors(below: str | Path) -> list[str]:
+    """What this process has open whose path begins so: a database, its journal, its log."""
+    wanted = os.path.realpath(below)
     found = []
     for name in os.listdir("/proc/self/fd"):
         try:
@@ -87,4 +87,4 @@ def open_descriptors(path: str | Path) -> list[str]:
             continue  # the listing's own descriptor
         if target.startswith(wanted):
             found.append(target)
-    return found
+    return sorted(found)

@@ -10,7 +10,8 @@ PRELUDE = """
 import gc, os, signal, sqlite3, sys, threading, time
 from support import faults
 from support.busy_thread import counting
-from support.engine_library import make_default, open_descriptors, vfs_names
+from support.database import open_descriptors
+from support.engine_library import make_default, vfs_names
 from support.sql_cases import count_to, open_native
 from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
