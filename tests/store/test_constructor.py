@@ -9,19 +9,20 @@ import sqlite3
 import pytest
 
 from support import database
+from support.answering import answering
 from support.samples import add
 from support.values import error_of, type_and_text
 
 
-class PathLike:
-    def __init__(self, name):
-        self.name = name
-
-    def __fspath__(self):
-        return str(self.name)
+def path_like(path):
+    return answering(object, __fspath__=str(path))
 
 
-@pytest.mark.parametrize("kind", [str, pathlib.Path, PathLike])
+def named(path):
+    return answering(object, __str__=str(path))
+
+
+@pytest.mark.parametrize("kind", [str, pathlib.Path, path_like])
 def test_the_path_is_kept_as_a_path_object_and_nothing_else(store_module, db_path, kind):
     store = store_module.ANPRDatabase(kind(db_path))
     assert type(store.db_path) is type(pathlib.Path())
@@ -191,15 +192,7 @@ def test_the_reserved_name_gives_every_connection_a_memory_of_its_own(
     assert os.listdir(tmp_path) == []
 
 
-class Named:
-    def __init__(self, text):
-        self.text = text
-
-    def __str__(self):
-        return self.text
-
-
-@pytest.mark.parametrize("kind", [pathlib.Path, str, Named])
+@pytest.mark.parametrize("kind", [pathlib.Path, str, named])
 def test_the_text_form_is_taken_at_each_connection(store, store_module, tmp_path, kind):
     other = store_module.ANPRDatabase(tmp_path / "other.db")
     add(other, plates=["other"])

@@ -9,6 +9,7 @@ import weakref
 import pytest
 
 from support import database
+from support.answering import answering
 from support.fakes import (
     RecordingConnection,
     give,
@@ -24,18 +25,15 @@ EVERY = pytest.mark.parametrize("operation", CONNECTED, ids=str)
 
 @EVERY
 def test_the_connection_used_is_what_enter_returned(sampled, operation):
-    class Front:
-        def __init__(self, inner):
-            self.inner = inner
-
-        def __enter__(self):
-            return self.inner
-
-        def __exit__(self, *error):
-            return self.inner.__exit__(*error)
-
     log = []
-    wrap_connections(sampled, lambda opened: Front(RecordingConnection(opened, log)))
+
+    def front(opened):
+        """Gives another object when it is entered."""
+        inner = RecordingConnection(opened, log)
+        leave = lambda self, *error: inner.__exit__(*error)  # noqa: E731
+        return answering(object, __enter__=lambda self: inner, __exit__=leave)
+
+    wrap_connections(sampled, front)
     operation.run(sampled)
     assert "execute" in steps(log)
 
@@ -54,23 +52,16 @@ def test_enter_and_exit_are_looked_up_on_the_type(sampled, operation):
     assert log[-1] == ("exit", None)
 
 
-class Enter:
-    def __enter__(self):
-        raise AssertionError("exit is looked up before entering")
-
-
-class Exit:
-    def __exit__(self, *error):
-        raise AssertionError("never entered")
-
-
 @EVERY
 def test_what_is_no_connection_fails_as_in_a_with_statement(store, operation):
     def with_statement(subject):
         with subject:
             pass
 
-    for subject in (None, 5, object(), Enter(), Exit()):
+    # Both are looked up before one is called.
+    enters = answering(object, __enter__=AssertionError("entered"))
+    leaves = answering(object, __exit__=AssertionError("left"))
+    for subject in (None, 5, object(), enters, leaves):
         give(store, subject)
         expected = error_of(with_statement, subject)
         assert type_and_text(error_of(operation.run, store)) == type_and_text(expected)
