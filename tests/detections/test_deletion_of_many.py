@@ -39,6 +39,7 @@ def test_how_many_were_deleted_by_one_statement_with_the_very_ids(
     five, db_path, ids, deleted, left
 ):
     store, log = five
+    assert statement_for(3) == "DELETE FROM detections WHERE id IN (?,?,?)"
     copy = list(ids)
     assert exactly(store.delete_detections(ids)) == exactly(deleted)
     statement, parameters = executed(log)
@@ -49,20 +50,11 @@ def test_how_many_were_deleted_by_one_statement_with_the_very_ids(
     assert store.delete_detections(ids=ids) == 0
 
 
-def test_three_ids():
-    assert statement_for(3) == "DELETE FROM detections WHERE id IN (?,?,?)"
-
-
-@pytest.mark.parametrize(
-    ("ids", "kind"),
-    [(5, "int"), (True, "bool"), (0.5, "float"), (len, "builtin_function_or_method")],
-)
-def test_ids_that_cannot_be_iterated_fail_before_a_connection_is_opened(five, ids, kind):
+@pytest.mark.parametrize("ids", [5, True, 0.5, len], ids=repr)
+def test_ids_that_cannot_be_iterated_fail_before_a_connection_is_opened(five, ids):
     store, log = five
-    assert type_and_text(error_of(store.delete_detections, ids)) == (
-        TypeError,
-        f"'{kind}' object is not iterable",
-    )
+    text = f"'{type(ids).__name__}' object is not iterable"
+    assert type_and_text(error_of(store.delete_detections, ids)) == (TypeError, text)
     assert log == []
 
 
@@ -113,16 +105,13 @@ def test_there_is_a_placeholder_for_each_item_iterated_whatever_the_length_says(
         " and there are 2 supplied.",
     )
     assert executed(log) == (statement_for(3), ids)
-    assert store.delete_detections(Sequence([1, 2, 3], iterated=iter("abc"))) == 3
-    assert stored_ids(db_path) == [4, 5]
-
-
-def test_iterating_nothing_leaves_no_placeholder(five, db_path):
-    store, log = five
+    log.clear()
     ids = Sequence([], iterated=[])
     assert store.delete_detections(ids) == 0
     assert executed(log) == ("DELETE FROM detections WHERE id IN ()", ids)
     assert stored_ids(db_path) == ALL
+    assert store.delete_detections(Sequence([1, 2, 3], iterated=iter("abc"))) == 3
+    assert stored_ids(db_path) == [4, 5]
 
 
 def test_the_items_are_not_looked_at_while_placeholders_are_made(five):
@@ -160,10 +149,8 @@ def test_an_iteration_that_fails_opens_nothing(five):
 ], ids=["set", "iterator", "dict"])  # fmt: skip
 def test_what_can_be_iterated_but_not_bound(five, db_path, ids, expected):
     store, log = five
-    assert type_and_text(error_of(store.delete_detections, ids)) == (
-        sqlite3.ProgrammingError,
-        expected,
-    )
+    error = error_of(store.delete_detections, ids)
+    assert type_and_text(error) == (sqlite3.ProgrammingError, expected)
     assert steps(log) == ["_get_conn", "enter", "execute", "exit"]
     assert log[-1] == ("exit", sqlite3.ProgrammingError)
     assert stored_ids(db_path) == ALL

@@ -6,7 +6,6 @@ import sqlite3
 
 import pytest
 
-from support import database
 from support.stored_rows import put
 from support.values import error_of, exactly, type_and_text
 
@@ -22,6 +21,10 @@ def bucketed(store, db_path, clock):
         return store.get_hourly_stats(0)
 
     return count
+
+
+def test_an_empty_table_is_an_empty_list(store):
+    assert exactly(store.get_hourly_stats()) == exactly([])
 
 
 def test_one_entry_an_hour_ascending_none_for_an_hour_without(bucketed):
@@ -88,9 +91,3 @@ def test_a_sum_that_overflows_fails_it_whole(recorded, db_path):
     error = error_of(store.get_hourly_stats)
     assert type_and_text(error) == (sqlite3.OperationalError, "integer overflow")
     assert log[-1] == ("exit", sqlite3.OperationalError)
-
-
-def test_every_call_counts_anew(bucketed, store, db_path):
-    assert len(bucketed(("2024-05-01T14:00:00", 1))) == 1
-    database.run_script(db_path, "DELETE FROM detections")
-    assert store.get_hourly_stats(0) == []

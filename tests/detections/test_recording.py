@@ -159,10 +159,6 @@ def row(store, db_path):
     return lambda detection_id: database.detection(db_path, detection_id)
 
 
-def paths(stored):
-    return stored["image_path"], stored["thumbnail_path"]
-
-
 def test_image_paths_are_both_written_to_that_row_alone(store, row):
     others = row(1), row(3)
     for given in (("new.jpg", "s.jpg"), (None, "s.jpg"), ("new.jpg", None), (None, None), ("", "")):
@@ -193,10 +189,3 @@ def test_attributes_are_encoded_whatever_they_hold_and_replace_what_was_there(st
     ):
         store.update_mmc_data(1, given)
         assert exactly(row(1)["mmc_data"]) == exactly(text)
-
-
-def test_updates_may_be_given_by_keyword(store, row):
-    store.update_image_paths(thumbnail_path="b", image_path="a", detection_id=3)
-    store.update_mmc_data(mmc_data={"c": 1}, detection_id=3)
-    assert paths(row(3)) == ("a", "b")
-    assert row(3)["mmc_data"] == '{"c": 1}'

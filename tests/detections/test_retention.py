@@ -16,13 +16,6 @@ def stamps(path):
     return [row[0] for row in database.query(path, "SELECT timestamp FROM detections")]
 
 
-def test_by_keyword(store, db_path):
-    for hour in range(5):
-        put(db_path, f"2024-05-01T{hour:02}:00:00")
-    assert store.cleanup_old(max_entries=2) is None
-    assert stored_ids(db_path) == [4, 5]
-
-
 def test_an_empty_table(store, db_path):
     assert store.cleanup_old() is None
     assert store.cleanup_old(0) is None

@@ -79,18 +79,6 @@ def test_an_example_of_several_filters(recorded):
     )
 
 
-def test_by_position_and_by_keyword_alike(recorded):
-    store, log = recorded
-    values = [value for value, _, _ in FILTERS.values()]
-    store.search_plates(*values, 7, 3)
-    by_position = executed(log)
-    log.clear()
-    named = dict(zip(FILTERS, values, strict=True))
-    store.search_plates(offset=3, limit=7, **dict(reversed(named.items())))
-    assert executed(log) == by_position
-    assert by_position == (statement_of(*FILTERS), [*bound_by(*FILTERS), 7, 3])
-
-
 NONE_ABOVE_0 = [0, -1, -0.5, 0.0, -0.0, False, float("nan")]
 FALSE = [*itertools.product(TEXT_FILTERS, [None, "", 0, False, 0.0, [], b""])]
 FALSE += [("min_confidence", none) for none in NONE_ABOVE_0]

@@ -6,7 +6,6 @@ import sqlite3
 
 import pytest
 
-from support import database
 from support.fakes import FakeConnection, FakeRow, give
 from support.samples import add
 from support.stored_rows import put
@@ -121,10 +120,3 @@ def test_a_sum_that_overflows_fails_it_whole(recorded, db_path):
     error = error_of(store.get_statistics)
     assert type_and_text(error) == (sqlite3.OperationalError, "integer overflow")
     assert log[-1] == ("exit", sqlite3.OperationalError)
-
-
-def test_every_call_counts_anew(store, db_path):
-    add(store)
-    assert store.get_statistics()["total_detections"] == 1
-    database.run_script(db_path, "DELETE FROM detections")
-    assert store.get_statistics()["total_detections"] == 0

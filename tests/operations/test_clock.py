@@ -111,19 +111,3 @@ def test_an_entry_is_stamped_after_its_texts_were_stripped(store, clock):
     for arguments in ((None,), ("AB", None)):
         error_of(store.add_watchlist, *arguments)
     assert clock.readings == 0
-
-
-def test_nothing_else_reads_the_clock(store, clock):
-    for call, _, _ in STAMPED.values():
-        call(store)
-    clock.readings = 0
-    store.update_image_paths(1, "a", "b")
-    store.update_mmc_data(1, {})
-    for name in ("get_history", "search_plates", "get_statistics", "get_top_plates", "get_alerts"):
-        getattr(store, name)()
-    store.check_watchlist(["AB"])
-    store.get_alert_count()
-    store.mark_alerts_read()
-    store.cleanup_old()
-    store.delete_detections([1])
-    assert clock.readings == 0

@@ -116,13 +116,6 @@ def test_records_follow_the_files_own_columns(store, db_path, listing):
     assert record["camera"] == "north"
 
 
-def test_every_call_reads_the_file_anew(store, db_path, listing):
-    listing.put(store, "a", "b")
-    assert ids(listing.call(store)) == [2, 1]
-    database.query(db_path, f"DELETE FROM {listing.table} WHERE id = 2")
-    assert ids(listing.call(store)) == [1]
-
-
 # fmt: off
 VALUES = {
     "watchlist": [
@@ -163,6 +156,16 @@ def test_reading_writes_nothing_and_makes_its_result_anew(sampled, clock, db_pat
     change(first)
     assert exactly(second) == exactly(operation.run(sampled)) == expected
     assert db_path.read_bytes() == before
+
+
+@pytest.mark.parametrize("operation", READING, ids=str)
+def test_every_call_reads_the_file_anew(sampled, clock, db_path, operation):
+    before = exactly(operation.run(sampled))
+    for table in ("detections", "watchlist", "alerts"):
+        database.run_script(db_path, f"DELETE FROM {table}")
+    after = exactly(operation.run(sampled))
+    assert after != before
+    assert after == exactly(operation.run(type(sampled)(db_path)))
 
 
 def change(value):

@@ -32,6 +32,21 @@ def test_the_statements_of_a_call_and_its_steps(recorded_sample, clock, name):
     assert clock.readings == operation.reads_clock
 
 
+NAMED = [operation for operation in CONNECTED if operation.parameters]
+
+
+@pytest.mark.parametrize("operation", NAMED, ids=str)
+def test_by_position_and_by_keyword_alike(recorded_sample, clock, operation):
+    store, log = recorded_sample
+    log.clear()
+    operation.run(store)
+    by_position = list(log)
+    log.clear()
+    named = operation.named_sample()
+    getattr(store, operation.name)(**dict(reversed(named.items())))
+    assert log == by_position
+
+
 def test_each_call_opens_one_connection_of_its_own(sampled):
     opened = keep_connections(sampled)
     for operation in CONNECTED:

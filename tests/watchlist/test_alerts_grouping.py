@@ -42,8 +42,6 @@ def grouped(store, ids):
 def test_alerts_are_grouped_by_detection(filled, ids, expected):
     copy = list(ids)
     assert grouped(filled, ids) == expected
-    named = filled.get_alerts_for_detections(detection_ids=ids)
-    assert list(named) == [key for key, _ in expected]
     assert list(ids) == copy
 
 
