@@ -134,7 +134,7 @@ def test_a_new_statement_on_a_cursor_with_rows_left(connection):
     return first, second, failed, cursor.fetchall(), cursor
 
 
-@pytest.mark.parametrize("count", [0, 1, 99, 1000, 20_000])
+@pytest.mark.parametrize("count", [0, 1, 99, 1000, pytest.param(20_000, marks=pytest.mark.slow)])
 def test_many_rows_of_every_kind(count):
     sql = (
         "WITH RECURSIVE c(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM c WHERE n < ?) "

@@ -76,6 +76,7 @@ plain_values = st.one_of(
 )
 
 
+@pytest.mark.slow
 @given(st.lists(plain_values, max_size=5), st.integers(0, 5))
 @settings(max_examples=300, deadline=None)
 def test_any_row_of_plain_values_and_any_number_of_placeholders(values: list, count: int) -> None:
