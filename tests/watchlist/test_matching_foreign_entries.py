@@ -5,19 +5,11 @@ from __future__ import annotations
 import sqlite3
 
 import pytest
-from hypothesis import given
-from hypothesis import strategies as st
 
 from support import database
-from support.fakes import Text, text_answering
 from support.values import error_of, exactly, type_and_text
-from watchlist.rule import rule
 
 BYTES_ERROR = (TypeError, "a bytes-like object is required, not 'str'")
-
-
-def hits(store, *plates):
-    return [match["watchlist_id"] for match in store.check_watchlist(list(plates))]
 
 
 def failure(store, *plates):
@@ -103,39 +95,6 @@ def test_texts_that_a_connection_hands_over_as_a_subclass(store, watch, with_fac
     assert type(first["watchlist_plate"]) is type(first["label"]) is Plate
 
 
-def test_a_plain_entry_and_its_subclass_are_normalized_alike(store, entries):
-    given_text = Text("a-ß")
-    entries(given_text, "a-ß")
-    first, second = store.check_watchlist(["ASS"])
-    assert first["watchlist_plate"] is given_text
-    assert exactly(second["watchlist_plate"]) == exactly("a-ß")
-
-
-def test_an_entry_is_asked_for_capitals_then_blanks_then_hyphens(store, entries):
-    asked = []
-
-    class Watched:
-        def upper(self, *arguments):
-            asked.append(("upper", *arguments))
-            return self
-
-        def replace(self, *arguments):
-            asked.append(("replace", *arguments))
-            return "AB" if arguments[0] == "-" else self
-
-    entries(Watched())
-    assert hits(store, "ab", "c", "b") == [1, 1]
-    assert asked == [("upper",), ("replace", " ", ""), ("replace", "-", "")] * 3
-
-
-def test_an_entry_that_is_equal_to_nothing_may_still_contain(store, entries):
-    def itself(self, *arguments):
-        return self
-
-    entries(text_answering("AB", upper=itself, replace=itself, __eq__=False, __contains__=True))
-    assert hits(store, "AB", "XABX", "Y") == [1, 1, 1]
-
-
 def test_entries_without_the_columns_that_matching_needs(store, answering):
     answering([{"id": 1, "label": ""}])
     assert failure(store, "AB") == (KeyError, "'plate'")
@@ -156,47 +115,3 @@ def test_an_entry_hands_on_its_very_values(store, answering):
     assert match["watchlist_plate"] is plate
     assert match["label"] is label
     assert match["watchlist_id"] is entry_id
-
-
-class Own(str):
-    """Capitals and pieces of its own kind, equal to what it likes."""
-
-    __slots__ = ()
-
-    def upper(self):
-        return Own(str.upper(self))
-
-    def replace(self, old, new):
-        return Own(str.replace(self, old, new))
-
-    def __eq__(self, other):
-        return len(self) == len(other)
-
-    def __contains__(self, part):
-        return str.__contains__(self, part[:1])
-
-    __hash__ = str.__hash__
-
-
-def outcome(function, *arguments):
-    try:
-        return exactly(function(*arguments))
-    except (AttributeError, TypeError) as error:
-        return type_and_text(error)
-
-
-texts = st.text("aB-ßé車\U00010428", max_size=4)
-odd = st.one_of(
-    texts,
-    texts,
-    texts.map(Own),
-    texts.map(Own),
-    st.integers(0, 24).map(lambda n: [b"ab", None, 5][n] if n < 3 else "AB"),
-)
-
-
-@given(plates=st.lists(odd, min_size=1, max_size=4), watched=st.lists(odd, max_size=4))
-def test_any_mixture_gives_what_the_rule_gives(store, entries, plates, watched):
-    entries(*watched)
-    rows = [(n, plate, "") for n, plate in enumerate(watched, 1)]
-    assert outcome(store.check_watchlist, plates) == outcome(rule, plates, rows)
