@@ -2,12 +2,14 @@
 
 from __future__ import annotations
 
+import sqlite3
+
 import pytest
 
 from support import database
 from support.samples import add
 from support.stored_rows import stored_ids
-from support.values import exactly
+from support.values import error_of, exactly, type_and_text
 
 
 @pytest.fixture
@@ -74,3 +76,27 @@ def test_alerts_watched_plates_and_image_files_stay_as_they_are(three, db_path, 
 
 def test_the_connection_does_not_enforce_foreign_keys(store):
     assert tuple(store._get_conn().execute("PRAGMA foreign_keys").fetchone()) == (0,)
+
+
+@pytest.mark.parametrize(("ids", "deleted", "left"), [
+    ([2], 1, [1, 3]), ([1, 2], 2, [3]), ((3, 1), 2, [2]), ([3, 3, 999], 1, [1, 2]),
+    ([999], 0, [1, 2, 3]), ([None], 0, [1, 2, 3]), (["1", 2.0, True, "x", b"3"], 2, [3]),
+    ([1, 2, 3], 3, []), (range(2, 5), 2, [1]), ("13", 2, [2]), (b"\x01\x02", 2, [3]),
+], ids=repr)  # fmt: skip
+def test_how_many_of_many_were_deleted(three, db_path, ids, deleted, left):
+    assert exactly(three.delete_detections(ids)) == exactly(deleted)
+    assert stored_ids(db_path) == left
+    assert three.delete_detections(ids) == 0
+
+
+def test_ids_of_half_a_statement_are_not_deleted(three, db_path):
+    # A row that refuses to go takes the whole statement back.
+    database.run_script(
+        db_path,
+        "CREATE TRIGGER keep BEFORE DELETE ON detections WHEN old.id = 3"
+        " BEGIN SELECT RAISE(ABORT, 'kept'); END",
+    )
+    error = error_of(three.delete_detections, [1, 2, 3])
+    assert type_and_text(error) == (sqlite3.IntegrityError, "kept")
+    assert stored_ids(db_path) == [1, 2, 3]
+    assert three.delete_detections([1, 2]) == 2
