@@ -56,10 +56,13 @@ def schema(path: str | Path) -> dict[str, str | None]:
 
 def contents(path: str | Path) -> dict[str, Any]:
     """Everything that the file holds, in a form that two files can be compared in."""
-    tables = ("detections", "watchlist", "alerts", "sqlite_sequence")
+    tables = query(path, "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")
     return {
         "schema": schema(path),
-        **{t: (columns(path, t), query(path, f"SELECT * FROM {t} ORDER BY rowid")) for t in tables},
+        **{
+            t: (columns(path, t), query(path, f"SELECT * FROM {t} ORDER BY rowid"))
+            for (t,) in tables
+        },
     }
 
 

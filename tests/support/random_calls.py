@@ -1,31 +1,15 @@
-"""Random calls of the store, good and bad: which values each operation is tried with.
-
-An operation is added by one entry of `TRIED_WITH`; its parameters' order and defaults come from
-the table of operations.
-"""
+"""Random calls of the store, good and bad: which values each operation is tried with."""
 
 from __future__ import annotations
 
-from dataclasses import dataclass, field
 from typing import Any
 
 from hypothesis import strategies as st
 
 from support.fakes import Text
-from support.operations import BY_NAME, REQUIRED, Operation
 from support.samples import DETECTION_COLUMNS
 
 Values = st.SearchStrategy[Any]
-
-REOPEN = "reopen"
-CHANGE = "change beside the store"
-
-
-@dataclass(frozen=True)
-class Call:
-    name: str  # a method, or one of the two words above
-    arguments: tuple[Any, ...] = ()
-    named: dict[str, Any] = field(default_factory=dict)
 
 
 class Unknown:
@@ -180,79 +164,14 @@ NOT_CHANGED = ("id", "detector_time", "ocr_time", "image_path", "thumbnail_path"
 columns = st.sampled_from([name for name in DETECTION_COLUMNS if name not in NOT_CHANGED])
 
 
-@st.composite
-def _changes(draw: st.DrawFn) -> Call:
-    statement, values = draw(
-        st.one_of(
-            st.builds(
-                lambda column, value, row: (
-                    f"UPDATE OR IGNORE detections SET {column} = ? WHERE id = ?",
-                    (value, row),
-                ),
-                columns,
-                stored_values,
-                st.integers(1, 4),
-            ),
-            st.tuples(
-                st.just("UPDATE OR IGNORE watchlist SET label = ?, note = ?"),
-                st.tuples(stored_values, stored_values),
-            ),
-            st.sampled_from(
-                [
-                    ("DELETE FROM detections WHERE id = 1", ()),
-                    ("INSERT INTO detections (timestamp) VALUES ('elsewhere')", ()),
-                    ("DROP INDEX IF EXISTS idx_timestamp", ()),
-                    ("ALTER TABLE detections DROP COLUMN mmc_data", ()),
-                    ("ALTER TABLE alerts DROP COLUMN is_read", ()),
-                    ("DROP TABLE IF EXISTS watchlist", ()),
-                    ("PRAGMA user_version = 5", ()),
-                ]
-            ),
-        )
-    )
-    return Call(CHANGE, (statement, values))
-
-
-@st.composite
-def _calls_of(draw: st.DrawFn, method: Operation) -> Call:
-    values = TRIED_WITH[method.name]
-    given = {
-        p.name: draw(values[p.name])
-        for p in method.parameters
-        if p.default is REQUIRED or draw(st.sampled_from([False, False, True]))
-    }
-    leading = []
-    for parameter in method.parameters:
-        if parameter.name not in given:
-            break
-        leading.append(parameter.name)
-    positions = draw(st.integers(0, len(leading)))
-    arguments = tuple(given.pop(name) for name in leading[:positions])
-    return Call(method.name, arguments, given)
-
-
-# Something to find, so that reading is not mostly about empty tables.
-FIRST = [
-    Call(
-        "add_detection",
-        (["AB12", "CD34"], [0.5, 0.93], [[1, 2, 3, 4], []], 0.25, 0.125, None),
-        {"detection_confidences": [0.5]},
-    ),
-    Call("update_mmc_data", (1, {"mmc_make": "VW", "mmc_color": "red"})),
-    Call("add_detection", ([], [], [], 0.5, 0, 1.5, "image.jpg"), {"success": False}),
-    Call("add_detection", (["AB12", "XAB12Y"], [0.25], [[]], None, None, None)),
-    Call("update_mmc_data", (3, {"mmc_color": "blue", "mmc_plate_nation": "DE"})),
-    Call("add_watchlist", (" ab-12 ", " stolen ")),
-    Call("add_watchlist", ("-",)),
-    Call("add_alert", ("AB12", "stolen", 1, 0.5)),
-    Call("add_alert", ("XAB12Y", None, 3, None)),
+# What another program may do to the file.
+CHANGES = [
+    "DELETE FROM detections WHERE id = 1",
+    "INSERT INTO detections (timestamp) VALUES ('elsewhere')",
+    "DROP INDEX IF EXISTS idx_timestamp",
+    "ALTER TABLE detections DROP COLUMN mmc_data",
+    "ALTER TABLE detections DROP COLUMN detection_confidences",
+    "ALTER TABLE alerts DROP COLUMN is_read",
+    "DROP TABLE IF EXISTS watchlist",
+    "PRAGMA user_version = 5",
 ]
-
-
-def calls() -> st.SearchStrategy[list[Call]]:
-    """Sequences of calls of all operations, with surprises between them."""
-    changes = [_changes(), _changes(), st.just(Call(REOPEN))]
-    one = st.one_of(*(_calls_of(BY_NAME[name]) for name in TRIED_WITH), *changes)
-    return st.tuples(
-        st.sampled_from([FIRST, FIRST, FIRST, []]), st.lists(one, min_size=5, max_size=30)
-    ).map(lambda parts: parts[0] + parts[1])
