@@ -15,86 +15,72 @@ from support.clock import Clock
 from support.fakes import executed
 from support.json_cases import outcome
 from support.samples import add
-from support.values import error_of, exactly, type_and_text
+from support.values import error_of, type_and_text
 
 NOW = datetime(2024, 5, 1, 14, 3, 27, 512034)
-
-
-@pytest.fixture
-def cut_off(recorded, clock):
-    """What is bound as the cut-off."""
-    store, log = recorded
-
-    def read(*arguments, **named):
-        log.clear()
-        clock.moment = NOW
-        store.get_hourly_stats(*arguments, **named)
-        (value,) = executed(log)[1]
-        return value
-
-    return read
-
-
-def no_span(kind):
-    return TypeError, f"unsupported type for timedelta hours component: {kind}"
 
 
 class Whole(int):
     pass
 
 
-@pytest.mark.parametrize(("hours", "expected"), [
-    (24, "2024-04-30T14:03:27.512034"), (1, "2024-05-01T13:03:27.512034"),
-    (0, "2024-05-01T14:03:27.512034"), (-1, "2024-05-01T15:03:27.512034"),
-    (0.5, "2024-05-01T13:33:27.512034"), (1.5, "2024-05-01T12:33:27.512034"),
-    (-0.25, "2024-05-01T14:18:27.512034"), (1e-9, "2024-05-01T14:03:27.512030"),
-    (1e-12, "2024-05-01T14:03:27.512034"), (512034 / 3.6e9, "2024-05-01T14:03:27"),
-    (True, "2024-05-01T13:03:27.512034"), (False, "2024-05-01T14:03:27.512034"),
-    (Whole(2), "2024-05-01T12:03:27.512034"), (24 * 366, "2023-05-01T14:03:27.512034"),
-    (10**7, "0883-07-15T22:03:27.512034"), (-(6.9e7), "9895-10-25T14:03:27.512034"),
-], ids=repr)  # fmt: skip
-def test_the_clock_less_the_hours_in_iso_form(cut_off, hours, expected):
-    assert exactly(cut_off(hours)) == exactly(expected)
-    assert cut_off(hours=hours) == expected
-
-
+# fmt: off
+HOURS = [
+    24, 1, 0, -1, 0.5, 1.5, -0.25, 1e-9, 1e-12, 512034 / 3.6e9, True, False, Whole(2), 24 * 366,
+    10**7, -(6.9e7),
+    # No span of time, or no time.
+    None, "1", "", b"1", [], {}, 1j, Decimal(1), Fraction(1), timedelta(hours=1), float("nan"),
+    float("inf"), 1e30, 10**12, 24 * 10**9, 10**8, -(10**8),
+]
+# fmt: on
 numbers = st.integers(-(10**8), 10**8) | st.floats(-1e8, 1e8) | st.floats(-1, 1)
 
 
-@given(hours=numbers | st.floats() | st.integers())
-def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
+def assert_cut_off(recorded, clock, hours):
     store, log = recorded
     log.clear()
-    clock.moment = NOW
+    clock.moment, clock.readings = NOW, 0
 
     def bound(hours):
         store.get_hourly_stats(hours)
         return executed(log)[1][0]
 
-    expected = outcome(lambda hours: (NOW - timedelta(hours=hours)).isoformat(), hours)
-    assert outcome(bound, hours) == expected
-
-
-@pytest.mark.parametrize(("hours", "expected"), [
-    (None, no_span("NoneType")), ("1", no_span("str")), ("", no_span("str")),
-    (b"1", no_span("bytes")), ([], no_span("list")), ({}, no_span("dict")),
-    (1j, no_span("complex")), (Decimal(1), no_span("decimal.Decimal")),
-    (Fraction(1), no_span("Fraction")), (timedelta(hours=1), no_span("datetime.timedelta")),
-    (float("nan"), (ValueError, "cannot convert float NaN to integer")),
-    (float("inf"), (OverflowError, "cannot convert float infinity to integer")),
-    (1e30, (OverflowError, "Python int too large to convert to C int")),
-    (10**12, (OverflowError, "Python int too large to convert to C int")),
-    (24 * 10**9, (OverflowError, "days=1000000000; must have magnitude <= 999999999")),
-    (10**8, (OverflowError, "date value out of range")),
-    (-(10**8), (OverflowError, "date value out of range")),
-], ids=repr)  # fmt: skip
-def test_hours_that_make_no_span_fail_before_a_connection_is_opened(
-    recorded, clock, hours, expected
-):
-    store, log = recorded
-    assert type_and_text(error_of(store.get_hourly_stats, hours)) == expected
-    assert log == []
+    seen = outcome(bound, hours)
+    assert seen == outcome(lambda hours: (NOW - timedelta(hours=hours)).isoformat(), hours)
+    assert bool(log) == (seen[0] == "value")  # what makes no time fails before a connection
     assert clock.readings == 1
+    return seen[1:]
+
+
+@pytest.mark.parametrize("hours", HOURS, ids=repr)
+def test_the_cut_off_is_the_clock_less_the_hours_in_iso_form(recorded, clock, hours):
+    assert_cut_off(recorded, clock, hours)
+
+
+@given(hours=numbers | st.floats() | st.integers())
+def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
+    assert_cut_off(recorded, clock, hours)
+
+
+def test_some_cut_offs_and_errors_in_full(recorded, clock):
+    for hours, text in (
+        (24, "2024-04-30T14:03:27.512034"),
+        (-0.25, "2024-05-01T14:18:27.512034"),
+        (1e-9, "2024-05-01T14:03:27.512030"),
+        (512034 / 3.6e9, "2024-05-01T14:03:27"),
+        (10**7, "0883-07-15T22:03:27.512034"),
+    ):
+        assert assert_cut_off(recorded, clock, hours) == ((str, repr(text)),)
+    for hours, text in (
+        (None, "unsupported type for timedelta hours component: NoneType"),
+        (timedelta(hours=1), "unsupported type for timedelta hours component: datetime.timedelta"),
+        (float("nan"), "cannot convert float NaN to integer"),
+        (float("inf"), "cannot convert float infinity to integer"),
+        (10**12, "Python int too large to convert to C int"),
+        (24 * 10**9, "days=1000000000; must have magnitude <= 999999999"),
+        (10**8, "date value out of range"),
+    ):
+        assert assert_cut_off(recorded, clock, hours)[-1] == text
 
 
 def test_the_clock_is_the_local_one(recorded):

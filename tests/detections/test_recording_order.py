@@ -8,59 +8,42 @@ from types import SimpleNamespace
 import pytest
 
 from support import database
-from support.fakes import recording_class, steps
+from support.fakes import steps
 from support.samples import DETECTION, add
 from support.values import error_of, type_and_text
 
 
-class Traced:
-    """Arguments and names that write down when they are used."""
+def test_the_values_are_computed_in_their_order_inside_the_scope(
+    recorded, store_module, monkeypatch
+):
+    store, log = recorded
 
-    def __init__(self, store_class, db_path):
-        self.order = []
-        log = []
-        self.store = recording_class(store_class, log, lambda sql: self.order.append("execute"))(
-            db_path
-        )
-        opened = self.store._get_conn
-        self.store._get_conn = lambda: self.order.append("open") or opened()
-        self.order.clear()
+    class Named(list):
+        def __init__(self, name):
+            super().__init__([0.5])
+            self.name = name
 
-    def list_named(self, name):
-        order = self.order
+        def __len__(self):
+            log.append((f"len {self.name}",))
+            return super().__len__()
 
-        class Named(list):
-            def __len__(self):
-                order.append(f"len {name}")
-                return super().__len__()
+        def __bool__(self):
+            log.append((f"truth {self.name}",))
+            return True
 
-            def __bool__(self):
-                order.append(f"truth {name}")
-                return True
-
-        made = Named([0.5])
-        made.name = name
-        return made
-
-    def dumps(self, value):
-        self.order.append(f"write {value.name}")
+    def dumps(value):
+        log.append((f"write {value.name}",))
         return "[]"
 
-    def now(self):
-        self.order.append("now")
-        return SimpleNamespace(isoformat=lambda: self.order.append("isoformat") or "time")
+    def now():
+        log.append(("now",))
+        return SimpleNamespace(isoformat=lambda: log.append(("isoformat",)) or "time")
 
-
-def test_the_values_are_computed_in_their_order_inside_the_scope(
-    store_module, db_path, monkeypatch
-):
-    traced = Traced(store_module.ANPRDatabase, db_path)
+    monkeypatch.setattr(store_module, "json", SimpleNamespace(dumps=dumps))
+    monkeypatch.setattr(store_module, "datetime", SimpleNamespace(now=now))
     names = ("plates", "confidences", "bboxes", "success", "detection_confidences")
-    monkeypatch.setattr(store_module, "json", SimpleNamespace(dumps=traced.dumps))
-    monkeypatch.setattr(store_module, "datetime", SimpleNamespace(now=traced.now))
-    add(traced.store, **{name: traced.list_named(name) for name in names})
-    assert traced.order == [
-        "open",
+    add(store, **{name: Named(name) for name in names})
+    assert steps(log)[2:-4] == [
         "now",
         "isoformat",
         "len plates",
@@ -70,7 +53,6 @@ def test_the_values_are_computed_in_their_order_inside_the_scope(
         "truth success",
         "truth detection_confidences",
         "write detection_confidences",
-        "execute",
     ]
 
 
