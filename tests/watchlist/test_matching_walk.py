@@ -13,99 +13,10 @@ import pytest
 
 from support import database
 from support.fakes import RecordingConnection, steps, text_answering, wrap_connections
-from support.values import error_of, exactly, type_and_text
+from support.values import exactly, type_and_text
+from watchlist.rule import rule
 
 READ = ["_get_conn", "enter", "execute", "fetchall", "exit"]
-
-
-def detected(store, plates):
-    return [match["detected_plate"] for match in store.check_watchlist(plates)]
-
-
-@pytest.mark.parametrize(("plates", "expected"), [
-    (["ab", "x", "cd"], ["ab", "cd"]), (("ab", "x", "cd"), ["ab", "cd"]), ("xA", ["A"]),
-    (deque(["ab", "cd"]), ["ab", "cd"]), ({"ab": 1, "cd": 2}, ["ab", "cd"]),
-    ({"ab": 1, "cd": 2}.keys(), ["ab", "cd"]), (frozenset(["ab"]), ["ab"]),
-], ids=lambda value: type(value).__name__)  # fmt: skip
-def test_whatever_can_be_walked(store, watch, plates, expected):
-    watch("AB", "CD")
-    copy = list(plates)
-    assert detected(store, plates) == expected
-    assert list(plates) == copy
-
-
-def test_what_can_be_walked_only_once(store, watch):
-    watch("AB")
-    plates = iter(["ab", "x", "b"])
-    assert detected(store, plates) == ["ab", "b"]
-    assert list(plates) == []
-    assert detected(store, (plate for plate in ["ab"])) == ["ab"]
-    assert detected(store, map(str.lower, ["AB"])) == ["ab"]
-
-
-def test_what_can_be_indexed_only(store, watch):
-    class Indexed:
-        def __getitem__(self, index):
-            return ["ab", "b"][index]
-
-    watch("AB")
-    assert detected(store, Indexed()) == ["ab", "b"]
-
-
-@pytest.mark.parametrize("kind", [list, tuple])
-def test_an_own_walk_of_a_list_or_tuple_is_the_one_taken(store, watch, kind):
-    watch("AB")
-    own = type("Own", (kind,), {"__iter__": lambda self: iter(["b", "a"])})
-    assert detected(store, own(["x"])) == ["b", "a"]
-
-
-@pytest.mark.parametrize("plates", [5, True, 0.5, len], ids=repr)
-def test_what_cannot_be_walked_fails_after_the_table_was_read(recorded, plates):
-    store, log = recorded
-    text = f"'{type(plates).__name__}' object is not iterable"
-    assert type_and_text(error_of(store.check_watchlist, plates)) == (TypeError, text)
-    assert steps(log) == READ
-    assert log[-1] == ("exit", None)
-
-
-def test_the_plates_are_walked_after_the_scope_has_ended(recorded):
-    store, log = recorded
-
-    class Plates:
-        def __init__(self, *plates):
-            self.plates = plates
-
-        def __bool__(self):
-            log.append(("truth",))
-            return True
-
-        def __iter__(self):
-            for plate in self.plates:
-                log.append(("next",))
-                yield plate
-            if not self.plates:
-                raise LookupError("no more plates")
-
-    store.add_watchlist("AB")
-    log.clear()
-    assert len(store.check_watchlist(Plates("AB", "ab"))) == 2
-    assert steps(log) == ["truth", *READ, "next", "next"]
-    log.clear()
-    assert exactly(store.check_watchlist(iter([]))) == exactly([])
-    assert steps(log) == READ  # read also when no plate follows
-    error = error_of(store.check_watchlist, Plates())
-    assert type_and_text(error) == (LookupError, "no more plates")
-    assert log[-1] == ("exit", None)
-
-
-def test_a_length_that_says_nothing_is_believed(recorded):
-    class Empty(list):
-        def __len__(self):
-            return 0
-
-    store, log = recorded
-    assert store.check_watchlist(Empty(["AB"])) == []
-    assert log == []
 
 
 def changing(text, change):
@@ -118,22 +29,112 @@ def changing(text, change):
     return text_answering(text, upper=upper)
 
 
-def test_plates_may_change_while_they_are_matched(store, watch):
-    watch("AB", "B")
-    # What is added is matched too.
-    plates = ["ab"]
-    plates.append(changing("b", lambda: plates.append("a")))
-    assert detected(store, plates) == ["ab", "ab", "b", "b", "a"]
-    # What is taken away is not, but for the plate that is being matched.
-    plates = ["ab", "a", "b"]
-    plates[0] = changing("ab", plates.clear)
-    assert detected(store, plates) == ["ab", "ab"]
-    assert plates == []
-    # The walk goes on with the second place of what is left, or with what was put there.
-    plates = [changing("a", lambda: plates.pop(0)), "xx", "a"]
-    assert detected(store, plates) == ["a", "a"]
-    plates = [changing("a", lambda: plates.__setitem__(slice(1, 2), ["a", "x", "a"])), "zz"]
-    assert detected(store, plates) == ["a", "a", "a"]
+class Indexed:
+    def __getitem__(self, index):
+        return ["ab", "b"][index]
+
+
+def failing():
+    yield "ab"
+    raise LookupError("no more plates")
+
+
+def own_walk(kind):
+    return type("Own", (kind,), {"__iter__": lambda self: iter(["b", "a"])})(["x"])
+
+
+def changed(change, *plates, at=0):
+    """A list of plates of which one changes the list when it is asked for its capitals."""
+    made = list(plates)
+    made[at] = changing(made[at], lambda: change(made))
+    return made
+
+
+PLATES = {
+    "list": lambda: ["ab", "x", "cd"],
+    "tuple": lambda: ("ab", "x", "cd"),
+    "text": lambda: "xA",
+    "deque": lambda: deque(["ab", "cd"]),
+    "mapping": lambda: {"ab": 1, "cd": 2},
+    "keys": lambda: {"ab": 1, "cd": 2}.keys(),
+    "set": lambda: frozenset(["ab"]),
+    "iterator": lambda: iter(["ab", "x", "b"]),
+    "generator": lambda: (plate for plate in ["ab"]),
+    "map": lambda: map(str.lower, ["AB"]),
+    "what can be indexed only": Indexed,
+    "a list's own walk": lambda: own_walk(list),
+    "a tuple's own walk": lambda: own_walk(tuple),
+    "what fails": failing,
+    "int": lambda: 5,
+    "bool": lambda: True,
+    "float": lambda: 0.5,
+    "function": lambda: len,
+    "plates that are added": lambda: changed(lambda plates: plates.append("a"), "ab", "b", at=1),
+    "plates that are taken away": lambda: changed(lambda plates: plates.clear(), "ab", "a", "b"),
+    "a plate that takes itself out": lambda: changed(lambda plates: plates.pop(0), "a", "x", "b"),
+    "plates put into places to come": lambda: changed(
+        lambda plates: plates.__setitem__(slice(1, 9), ["b", "x", "ab"]), "a", "zz"
+    ),
+}
+
+
+def walked(function, plates):
+    """The plates that matched, or the error; and what is left of the plates."""
+    try:
+        given = [match["detected_plate"] for match in function(plates)]
+    except Exception as error:
+        given = type_and_text(error)
+    left = list(plates) if isinstance(plates, list) or hasattr(plates, "__next__") else None
+    return given, left
+
+
+@pytest.mark.parametrize("name", PLATES)
+def test_plates_are_walked_as_in_python_after_the_table_was_read(recorded, name):
+    store, log = recorded
+    for plate in ("AB", "CD", "B"):
+        store.add_watchlist(plate)
+    log.clear()
+    rows = [(1, "AB", ""), (2, "CD", ""), (3, "B", "")]
+    expected = walked(lambda plates: rule(plates, rows), PLATES[name]())
+    assert walked(store.check_watchlist, PLATES[name]()) == expected
+    assert steps(log) == READ
+    assert log[-1] == ("exit", None)
+
+
+def test_the_plates_are_walked_after_the_scope_has_ended(recorded):
+    store, log = recorded
+
+    class Plates:
+        def __bool__(self):
+            log.append(("truth",))
+            return True
+
+        def __iter__(self):
+            for plate in ("AB", "ab"):
+                log.append(("next",))
+                yield plate
+
+    store.add_watchlist("AB")
+    log.clear()
+    assert len(store.check_watchlist(Plates())) == 2
+    assert steps(log) == ["truth", *READ, "next", "next"]
+    log.clear()
+    assert exactly(store.check_watchlist(iter([]))) == exactly([])
+    assert steps(log) == READ  # read also when no plate follows
+
+
+def test_a_length_that_says_nothing_is_believed(recorded):
+    class Empty(list):
+        def __len__(self):
+            return 0
+
+    store, log = recorded
+    assert store.check_watchlist(Empty(["AB"])) == []
+    assert log == []
+
+
+def detected(store, plates):
+    return [match["detected_plate"] for match in store.check_watchlist(plates)]
 
 
 def test_an_entry_may_change_the_plates(store, entries):
