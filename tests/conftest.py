@@ -88,15 +88,21 @@ def recorded(store_module, db_path):
     return recorded_store, log
 
 
+@pytest.fixture(scope="session")
+def sample(tmp_path_factory):
+    """The bytes of a file with the sample rows."""
+    return make_sample(tmp_path_factory.mktemp("sample") / "anpr.db")
+
+
 @pytest.fixture
-def sampled(store, db_path):
+def sampled(store, db_path, sample):
     """A store whose file holds the sample rows, so that each operation's calls succeed."""
-    make_sample(db_path)
+    db_path.write_bytes(sample)
     return store
 
 
 @pytest.fixture
-def recorded_sample(recorded, db_path):
+def recorded_sample(recorded, db_path, sample):
     """As `recorded`, with the sample rows in the file."""
-    make_sample(db_path)
+    db_path.write_bytes(sample)
     return recorded

@@ -10,7 +10,6 @@ import pytest
 from support.child import NATIVE
 from support.fakes import FakeConnection, give
 from support.operations import BAD_CALLS, CONNECTED
-from support.sample_file import make_sample
 from support.values import error_of
 
 PREFIX = f"{NATIVE}.ANPRDatabase."
@@ -23,8 +22,8 @@ def entries(error: BaseException) -> list[str]:
 
 
 @pytest.fixture
-def store(native, db_path):
-    make_sample(db_path)
+def store(native, db_path, sample):
+    db_path.write_bytes(sample)
     return native.ANPRDatabase(db_path)
 
 

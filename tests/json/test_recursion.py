@@ -18,6 +18,7 @@ deep_writing = pytest.mark.skipif(
     bool(os.environ.get("ZENTROPE_ANPR_SANITIZER")), reason="the stack ends first under a sanitizer"
 )
 
+slow = pytest.mark.slow
 Function = Callable[[Any], Any]
 
 
@@ -124,13 +125,16 @@ def sides(request):
 
 
 @pytest.mark.parametrize("caller", CALLERS)
-@pytest.mark.parametrize("depth", [1, 2, 50, 500, 1000, 20_000, 100_000])
+@pytest.mark.parametrize(
+    "depth", [1, 2, 50, 500, 1000, *(pytest.param(n, marks=slow) for n in (20_000, 100_000))]
+)
 def test_far_from_the_limit_it_is_as_in_python(sides, depth, caller):
     ours, theirs, make = sides
     argument = make(depth)
     assert caller(ours, argument) == caller(theirs, argument)
 
 
+@slow  # each of some thirty depths is made and dropped
 @pytest.mark.parametrize("caller", CALLERS)
 def test_it_ends_at_the_depth_at_which_python_ends(sides, caller):
     ours, theirs, make = sides
@@ -160,6 +164,7 @@ def test_the_text_says_what_was_written_too_deep(make):
     assert type_and_text(error_of(dumps, make(100_000))) == WRITTEN_TOO_DEEP
 
 
+@slow
 @deep_writing
 def test_what_is_too_deep_leaves_reader_and_writer_usable():
     for _ in range(10):
@@ -191,7 +196,7 @@ def test_the_same_value_twice_is_not_circular():
     )
 
 
-@pytest.mark.slow
+@slow
 @deep_writing
 def test_a_small_thread_stack_survives_the_deepest_document():
     # 1,500 levels must fit the stack of a thread as servers make them.

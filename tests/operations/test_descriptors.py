@@ -10,16 +10,14 @@ import pytest
 from support import database
 from support.fakes import Undecided
 from support.operations import BAD_CALLS, BY_NAME, GOOD_CALLS
-from support.sample_file import make_sample
 from support.samples import add
 from support.values import error_of
 
 
 @pytest.fixture
-def store(native, db_path):
+def store(native, db_path, sample):
     """Python's own connections wait for the collector, so this is about the native ones."""
-    make_sample(db_path)
-    gc.collect()
+    db_path.write_bytes(sample)
     gc.disable()
     yield native.ANPRDatabase(db_path)
     gc.enable()

@@ -17,7 +17,7 @@ from zentrope_anpr import zentrope_anpr_server_db as native
 from support import database, twin
 from support.fakes import impatient_class
 from support.json_cases import outcome
-from support.sample_file import contents, make_sample, restore
+from support.sample_file import contents, restore
 
 # The sample's own times are of 2001.
 TIME_OF_THE_TEST = re.compile(r"20[1-9]\d-\d\d-\d\dT[\d:.]+")
@@ -202,22 +202,20 @@ def result_of(module: Any, path: Path, sample: bytes, name: str) -> tuple:
 
 
 @pytest.mark.parametrize("name", HOSTILE)
-def test_a_hostile_call_does_what_it_does_in_python(name, db_path):
-    sample = make_sample(db_path)
+def test_a_hostile_call_does_what_it_does_in_python(name, db_path, sample):
     ours = result_of(native, db_path, sample, name)
     assert ours == result_of(twin, db_path, sample, name)
 
 
-def test_a_row_to_convert_that_calls_back(store, db_path):
+def test_a_row_to_convert_that_calls_back(sampled):
     class Row(dict):
         def keys(self) -> Any:
-            notes.append(store.get_history(1)[0]["id"])
+            notes.append(sampled.get_history(1)[0]["id"])
             return super().keys()
 
-    make_sample(db_path)
     notes: list[Any] = []
     given = Row(plates="[1]", other=2)
-    assert store._row_to_dict(given) == {"plates": [1], "other": 2}
+    assert sampled._row_to_dict(given) == {"plates": [1], "other": 2}
     assert set(notes) <= {4}  # whether keys() is asked of a subclass of dict is dict's business
 
 
