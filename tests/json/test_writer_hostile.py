@@ -8,6 +8,7 @@ from typing import Any
 
 import pytest
 
+from support.answering import answering
 from support.json_cases import dumps, outcome
 
 
@@ -24,13 +25,12 @@ class Items(dict):
         return self.given() if callable(self.given) else self.given
 
 
-def refuse(*given: Any) -> Any:
-    raise LookupError("asked")
+REFUSE = LookupError("asked")
 
 
 def other(base: type, *given: Any, **methods: Any) -> Any:
     """A maker of objects of a subclass with these methods."""
-    return lambda: type("Other", (base,), methods)(*given)
+    return lambda: answering(base, *given, **methods)
 
 
 class Changing(dict):
@@ -121,11 +121,7 @@ def made_circular_while_written() -> Any:
     return outer
 
 
-OTHER_ITEMS = {
-    "__iter__": lambda self: iter(["iterated"]),
-    "__len__": lambda self: 1,
-    "__getitem__": lambda self, at: "item",
-}
+OTHER_ITEMS = {"__iter__": lambda self: iter(["iterated"]), "__len__": 1, "__getitem__": "item"}
 
 MAKERS: dict[str, Callable[[], Any]] = {
     "items of pairs": lambda: Items([("x", 1), ("y", [2])], held=0),
@@ -142,16 +138,16 @@ MAKERS: dict[str, Callable[[], Any]] = {
     "items fails": lambda: Items(LookupError("items asked"), held=0),
     "items of an empty mapping": lambda: Items([("x", 1)]),
     "items with odd keys": lambda: Items([(1, 1), (None, 2), ((), 3)], held=0),
-    "keys": other(dict, {"a": 1, "b": 2}, keys=refuse, __iter__=refuse, __getitem__=refuse),
-    "untrue": other(dict, {"a": 1}, __bool__=lambda self: False),
-    "untrue by size": other(dict, {"a": 1}, __len__=lambda self: 0),
-    "refuses truth": other(dict, {"a": 1}, __len__=refuse),
+    "keys": other(dict, {"a": 1, "b": 2}, keys=REFUSE, __iter__=REFUSE, __getitem__=REFUSE),
+    "untrue": other(dict, {"a": 1}, __bool__=False),
+    "untrue by size": other(dict, {"a": 1}, __len__=0),
+    "refuses truth": other(dict, {"a": 1}, __len__=REFUSE),
     "list with other items": other(list, [1, 2, 3], **OTHER_ITEMS),
     "empty list with other items": other(list, **OTHER_ITEMS),
     "tuple with other items": other(
-        tuple, (1, 2, 3), __iter__=lambda self: iter(["iterated"]), __len__=lambda self: 0
+        tuple, (1, 2, 3), __iter__=lambda self: iter(["iterated"]), __len__=0
     ),
-    "list without truth": other(list, [1], __bool__=refuse, __len__=refuse),
+    "list without truth": other(list, [1], __bool__=REFUSE, __len__=REFUSE),
     "claims int": lambda: Claims(int),
     "claims float": lambda: Claims(float),
     "claims str": lambda: Claims(str),

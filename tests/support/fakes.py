@@ -12,6 +12,7 @@ from __future__ import annotations
 from collections.abc import Callable, Iterable, Mapping
 from typing import Any
 
+from support.answering import answering
 from support.database import collapse
 
 Log = list[tuple[Any, ...]]
@@ -276,17 +277,4 @@ class Text(str):
 def text_answering(content: str, **methods: Any) -> Any:
     """A text of a class whose named methods give this value, raise this error, or are this
     function (called with the text first)."""
-
-    def answers(answer: Any) -> Callable[..., Any]:
-        if callable(answer) and not isinstance(answer, type):
-            return answer  # type: ignore[no-any-return]
-
-        def method(self: object, *arguments: object) -> Any:
-            if isinstance(answer, BaseException):
-                raise answer
-            return answer
-
-        return method
-
-    kind = type("Text", (str,), {name: answers(answer) for name, answer in methods.items()})
-    return kind(content)
+    return answering(str, content, **methods)
