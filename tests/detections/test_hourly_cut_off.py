@@ -6,6 +6,7 @@ from datetime import datetime, timedelta
 from decimal import Decimal
 from fractions import Fraction
 from types import SimpleNamespace
+from typing import Any
 
 import pytest
 from hypothesis import given
@@ -25,7 +26,7 @@ class Whole(int):
 
 
 # fmt: off
-HOURS = [
+HOURS: list[Any] = [
     24, 1, 0, -1, 0.5, 1.5, -0.25, 1e-9, 1e-12, 512034 / 3.6e9, True, False, Whole(2), 24 * 366,
     10**7, -(6.9e7),
     # No span of time, or no time.

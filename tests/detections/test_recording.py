@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import math
 import sqlite3
+from typing import Any
 
 import pytest
 
@@ -95,8 +96,8 @@ def test_success_is_a_truth_value(store):
 
 
 # fmt: off
-CONFIDENCES = [
-    *((false, None) for false in (None, [], (), {}, "", 0, False)),
+CONFIDENCES: list[Any] = [
+    (None, None), ([], None), ((), None), ({}, None), ("", None), (0, None), (False, None),
     ([0.0], "[0.0]"), ([None], "[null]"), ("x", '"x"'), (True, "true"), (0.5, "0.5"),
 ]
 TIMES = [

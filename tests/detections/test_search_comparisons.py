@@ -5,6 +5,8 @@ Whether the threshold is above 0 is asked before a connection is opened and agai
 
 from __future__ import annotations
 
+from typing import Any
+
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
@@ -68,7 +70,7 @@ def elements_of(log, *told):
 
 
 # Name: the elements of a record, or None for the numbers that are stored; and the threshold.
-CASES = {
+CASES: dict[str, Any] = {
     "threshold on numbers": lambda log: (None, Operand("least", log)),
     "elements": lambda log: (elements_of(log, [False], [], []), 0.5),
     "both": lambda log: (elements_of(log, [False], [], []), Operand("least", log)),
@@ -98,7 +100,8 @@ for _answer in ("yes", [0], 1, "", [], 0, None, Undecided()):
         f"{_name} at last": lambda log, a=_answer: (None, Operand("least", log, True, True, a)),
         f"{_name} from an element": lambda log, a=_answer: (elements_of(log, [a]), 0.5),
     }
-for _least in (None, "0.5", "", [], 0.5j):
+_NOT_ABOVE: tuple[Any, ...] = (None, "0.5", "", [], 0.5j)
+for _least in _NOT_ABOVE:
     CASES[f"{_least!r} does not compare with 0"] = lambda log, least=_least: (None, least)
 
 

@@ -80,7 +80,9 @@ def test_an_example_of_several_filters(recorded):
 
 
 NONE_ABOVE_0 = [0, -1, -0.5, 0.0, -0.0, False, float("nan")]
-FALSE = [*itertools.product(TEXT_FILTERS, [None, "", 0, False, 0.0, [], b""])]
+FALSE: list[tuple[str, object]] = [
+    *itertools.product(TEXT_FILTERS, [None, "", 0, False, 0.0, [], b""])
+]
 FALSE += [("min_confidence", none) for none in NONE_ABOVE_0]
 
 

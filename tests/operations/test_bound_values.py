@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import sqlite3
+from typing import Any
 
 import pytest
 
@@ -13,7 +14,7 @@ from support.samples import add
 from support.values import error_of, type_and_text
 
 # Operation and parameter: the call, and which parameter of the statement the argument then is.
-PLACES = {
+PLACES: dict[str, Any] = {
     f"{operation}: {name}": (
         lambda store, value, operation=operation, name=name: getattr(store, operation.name)(
             **operation.named_sample(**{name: value})

@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import sqlite3
 from collections import deque
+from typing import Any
 
 import pytest
 from zentrope_anpr import zentrope_anpr_server_db as native
@@ -89,13 +90,15 @@ class TrueList(list):
 with sqlite3.connect(":memory:") as _connection:
     MOST = _connection.getlimit(sqlite3.SQLITE_LIMIT_VARIABLE_NUMBER)
 
-VALUES = [
+VALUES: list[Any] = [
     *([2], [1, 2, 3], (5, 1, 3), [5, 5, 999], [999], [0], [None], [1, 2, 3, 4, 5]),
     *(["1", 2.0, True, "x", b"3"], range(2, 5), "13", b"\x01\x05", bytearray(b"\x05")),
     *(memoryview(b"\x05"), deque([5]), {2, 3}, frozenset([2]), {2: 1}.keys(), {2: 1}, TrueList()),
     *(5, True, 0.5, len, object(), int, Sized(), range(MOST), range(1, MOST + 2)),
 ]
-CASES = {f"{n} {type(value).__name__}": lambda log, v=value: v for n, value in enumerate(VALUES)}
+CASES: dict[str, Any] = {
+    f"{n} {type(value).__name__}": lambda log, v=value: v for n, value in enumerate(VALUES)
+}
 CASES |= {
     "iterator": lambda log: iter([2, 3]),
     "map": lambda log: map(int, "23"),

@@ -7,6 +7,7 @@ question asked on the way.
 from __future__ import annotations
 
 from collections import UserString
+from typing import Any
 
 import pytest
 from hypothesis import given
@@ -128,15 +129,28 @@ NEVER = dict.fromkeys(
     ("replace", "strip", "__eq__", "__contains__", "__getitem__", "__iter__"),
     AssertionError("never asked once the capitals are plain text"),
 )
-ANSWERS = [
+ANSWERS: list[Any] = [
     *((True,), ("yes",), ([0], KeyError()), (False, True), ("", [0]), (NotImplemented, 5)),
     *((LookupError("no =="),), (Undecided(),), (False, LookupError("no in")), ()),
     *((False, Undecided()), (False, []), (NotImplemented,)),
 ]
-NO_TEXT = [None, 5, True, 0.5, object(), ["AB"], {"AB": 1}, int, str, b"AB", b"", bytearray(b"")]
+NO_TEXT: list[Any] = [
+    None,
+    5,
+    True,
+    0.5,
+    object(),
+    ["AB"],
+    {"AB": 1},
+    int,
+    str,
+    b"AB",
+    b"",
+    bytearray(b""),
+]
 
 # Name: plates and entries, made anew for each side.
-CASES = {
+CASES: dict[str, Any] = {
     "a subclass": lambda asked: ([Text("xab 123")], ["AB-123", "CD"]),
     "a subclass as entry": lambda asked: (["ASS"], [Text("a-ß"), "a-ß"]),
     "text-like": lambda asked: ([UserString("xab 1")], ["AB-1", "b", "1"]),
