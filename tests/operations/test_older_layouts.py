@@ -5,7 +5,7 @@ from __future__ import annotations
 import pytest
 
 from support import database
-from support.fakes import wrap_connections
+from support.fakes import FakeConnection, give
 from support.values import error_of, exactly, type_and_text
 
 
@@ -125,22 +125,8 @@ def test_a_view_may_stand_for_the_table(store, db_path):
 
 def test_two_columns_of_one_name_but_for_its_case_have_the_first_ones_value(store):
     # As a mapping made of the row has it: every name is looked up in the row, case ignored.
-    class Connection:
-        def __init__(self, connection):
-            self.connection = connection
-
-        def __enter__(self):
-            return self
-
-        def __exit__(self, *error):
-            pass
-
-        def execute(self, statement):
-            return self.connection.execute(
-                "SELECT 1 AS id, 'x' AS LABEL, 'AB' AS plate, 'y' AS label, 'CD' AS PLATE"
-            )
-
-    wrap_connections(store, Connection)
+    odd = "SELECT 1 AS id, 'x' AS LABEL, 'AB' AS plate, 'y' AS label, 'CD' AS PLATE"
+    give(store, FakeConnection(store._get_conn().execute(odd).fetchall()))
     entry = {"id": 1, "LABEL": "x", "plate": "AB", "label": "x", "PLATE": "AB"}
     assert exactly(store.get_watchlist()) == exactly([entry])
     (match,) = store.check_watchlist(["ab"])
