@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import threading
+from concurrent.futures import ThreadPoolExecutor
 
 import pytest
 
@@ -31,22 +32,14 @@ def store(patient, db_path):
 
 
 def run_together(*actions):
-    failures = []
     start = threading.Barrier(len(actions))
 
-    def guarded(action):
-        try:
-            start.wait()
-            action()
-        except BaseException as error:
-            failures.append(error)
+    def run(action):
+        start.wait()
+        action()
 
-    threads = [threading.Thread(target=guarded, args=(action,)) for action in actions]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    assert failures == []
+    with ThreadPoolExecutor(len(actions)) as threads:
+        list(threads.map(run, actions))
 
 
 def test_an_alert_added_meanwhile_is_marked_and_counted_or_left_unread(store, patient, db_path):
