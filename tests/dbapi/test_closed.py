@@ -58,26 +58,19 @@ def opened(tmp_path):
     return [connection]
 
 
-def test_closing_with_an_open_transaction_loses_it(tmp_path, opened):
+def test_closing_with_an_open_transaction_and_unfinished_statements(tmp_path, opened):
     connection = opened[0]
     connection.execute("INSERT INTO t VALUES (4)")
-    reader = connection.execute(SELECT)
-    reader.fetchone()
+    readers = [connection.execute(SELECT) for _ in range(5)]
+    for reader in readers:
+        reader.fetchone()
     connection.close()
-    del reader
+    del reader, readers
+    assert open_descriptors(tmp_path) == []
     assert os.listdir(tmp_path) == ["x.db"]
     other = sqlite3.connect(tmp_path / "x.db", timeout=0)
     assert other.execute("SELECT count(*) FROM t").fetchone() == (3,)
     other.close()
-
-
-def test_closing_with_statements_unfinished_closes_the_file_when_they_go(tmp_path, opened):
-    cursors = [opened[0].execute(SELECT) for _ in range(5)]
-    for cursor in cursors:
-        cursor.fetchone()
-    opened[0].close()
-    del cursor, cursors
-    assert open_descriptors(tmp_path) == []
 
 
 @pytest.mark.parametrize("dropped_first", ["connection", "cursor", "row"])
@@ -93,16 +86,16 @@ def test_dropping_the_last_reference_closes_the_file(tmp_path, opened, dropped_f
     assert os.listdir(tmp_path) == ["x.db"]
 
 
-def test_a_row_alone_keeps_no_file_open(tmp_path, opened):
-    row = opened.pop().execute("SELECT v AS a FROM t").fetchone()
+def test_what_a_row_and_a_cursor_keep_open(tmp_path, opened):
+    row = opened[0].execute("SELECT v AS a FROM t").fetchone()
+    cursors = [opened[0].execute(SELECT) for _ in range(5)]
+    for cursor in cursors[1:]:
+        cursor.fetchone()
+    opened.clear()
+    del cursors[1:], cursor
+    assert len(open_descriptors(tmp_path)) == 1
+    assert [row["v"] for row in cursors[0]] == [1, 2, 3]
+    assert cursors[0].connection.in_transaction is False
+    del cursors
     assert open_descriptors(tmp_path) == []
     assert (row["A"], row.keys()) == (1, ["a"])
-
-
-def test_a_cursor_keeps_its_connection_open(tmp_path, opened):
-    cursor = opened.pop().execute(SELECT)
-    assert len(open_descriptors(tmp_path)) == 1
-    assert [row["v"] for row in cursor] == [1, 2, 3]
-    assert cursor.connection.in_transaction is False
-    del cursor
-    assert open_descriptors(tmp_path) == []

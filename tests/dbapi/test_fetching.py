@@ -109,11 +109,6 @@ def test_a_row_that_cannot_be_read_fails_where_it_is_reached(connection, then, f
     return [outcome(getattr(cursor, verb)) for verb in verbs], cursor
 
 
-@alike()
-def test_names_of_columns_beyond_ascii(connection):
-    return connection.execute('SELECT 1 AS "caf\u00e9", 2 AS "\U0001f600"').fetchall()
-
-
 @alike(SETUP)
 def test_rows_changed_while_they_are_read(connection):
     seen = []

@@ -76,16 +76,3 @@ def test_rows_may_be_read_on_any_thread():
         lambda: [(describe(row), row["A"], row[1], len(row), row == row) for row in rows]
     )
     assert ours == theirs
-
-
-def test_a_connection_opened_on_another_thread_is_used_there():
-    def work():
-        connection = open_native()
-        connection.execute("CREATE TABLE t (x)")
-        connection.executemany("INSERT INTO t VALUES (?)", [(n,) for n in range(10)])
-        with connection:
-            total = connection.execute("SELECT sum(x) FROM t").fetchone()[0]
-        connection.close()
-        return total
-
-    assert on_another_thread(work) == 45
