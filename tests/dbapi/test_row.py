@@ -56,15 +56,11 @@ def test_every_ascii_letter_is_found_in_either_case_and_no_other(connection):
     return [outcome(row.__getitem__, key) for name in names for key in (name, name.swapcase())]
 
 
-def error_type(function: Callable[..., Any], *given: Any) -> type:
-    return type(error_of(function, *given))
-
-
 USES: dict[str, Callable[[Any], Any]] = {
     "len": len,
     "bool": bool,
     "keys": lambda row: row.keys(),
-    "keys with an argument": lambda row: error_type(row.keys, 1),
+    "keys with an argument": lambda row: type(error_of(row.keys, 1)),
     "list": list,
     "tuple": tuple,
     "dict": dict,

@@ -10,13 +10,7 @@ import pytest
 
 from support import database
 from support.answering import answering
-from support.fakes import (
-    RecordingConnection,
-    give,
-    keep_connections,
-    steps,
-    wrap_connections,
-)
+from support.fakes import RecordingConnection, give, keep_connections, steps, wrap_connections
 from support.operations import BAD_CALLS, CONNECTED
 from support.values import error_of, type_and_text
 
