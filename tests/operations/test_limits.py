@@ -20,17 +20,12 @@ def kept(store, limit):
 # What an operation gives of the five newest, the newest first.
 LIMITED = {
     "get_history": lambda store, limit: ids(store.get_history(limit)),
-    "get_history by name": lambda store, limit: ids(store.get_history(limit=limit)),
     "search_plates": lambda store, limit: ids(store.search_plates(limit=limit)),
     "get_alerts": lambda store, limit: ids(store.get_alerts(limit)),
-    "get_alerts by name": lambda store, limit: ids(store.get_alerts(limit=limit)),
     "cleanup_old": kept,
 }
 PAGED = {
     "get_history": lambda store, *page: store.get_history(*page),
-    "get_history by name": lambda store, limit, offset: store.get_history(
-        offset=offset, limit=limit
-    ),
     "search_plates": lambda store, limit, offset: store.search_plates(limit=limit, offset=offset),
 }
 
