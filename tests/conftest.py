@@ -44,6 +44,13 @@ if os.access(_MEMORY, os.W_OK) and shutil.disk_usage(_MEMORY).free > 2 * 1024**3
     os.environ.setdefault("PYTEST_DEBUG_TEMPROOT", str(_MEMORY))
 
 
+def pytest_collection_modifyitems(items):
+    """Random runs are long ones."""
+    for item in items:
+        if getattr(getattr(item, "obj", None), "is_hypothesis_test", False):
+            item.add_marker(pytest.mark.slow)
+
+
 def pytest_collection_finish():
     """The tests found are many objects: no collection has to walk through them again."""
     gc.collect()

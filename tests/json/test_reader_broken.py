@@ -58,6 +58,7 @@ def test_every_beginning_and_every_small_edit_gives_what_python_gives(document):
         assert_read_alike(before, before + after[1:], *edits)
 
 
+@pytest.mark.slow
 @pytest.mark.parametrize("seed", range(4))
 def test_mutated_documents_and_fragments_in_no_order_give_what_python_gives(seed):
     assert_read_alike(*mutated(seed, 5_000), *soup(seed, 5_000))

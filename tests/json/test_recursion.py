@@ -158,6 +158,7 @@ WRITTEN_TOO_DEEP = (
 )
 
 
+@slow
 @deep_writing
 @pytest.mark.parametrize("make", [nested_lists, nested_mappings])
 def test_the_text_says_what_was_written_too_deep(make):

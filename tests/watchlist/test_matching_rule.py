@@ -139,6 +139,7 @@ def test_each_special_letter_in_each_place(store, db_path, character):
     assert exactly(store.check_watchlist(plates)) == exactly(rule(plates, rows))
 
 
+@pytest.mark.slow
 def test_every_letter_below_the_han_scripts_beside_its_capitals(store, db_path):
     letters = [chr(n) for n in range(0x3000) if chr(n).upper() != chr(n)]
     rows = refill(db_path, ["".join(letters), "|".join(letters)])
