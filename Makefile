@@ -32,6 +32,10 @@ demo: build ## follow a few hundred recognised images through the store
 test: build ## run all tests (TESTS= picks some, PYTEST_ARGS= replaces pytest's options)
 	$(python) -m pytest $(PYTEST_ARGS) $(TESTS)
 
+.PHONY: quick
+quick: build ## run the tests that need no process of their own, no faults and no long run
+	$(python) -m pytest -m 'not slow' $(PYTEST_ARGS) $(TESTS)
+
 .PHONY: lint
 lint: $(packages) ## check formats, compiler warnings, clang-tidy, ruff, mypy and pyright
 	$(venv)/bin/clang-format --dry-run --Werror $(sources)
