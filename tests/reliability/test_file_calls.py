@@ -113,7 +113,10 @@ def test_a_writing_operation_syncs_before_it_returns(heard):
         database = [n for n, call in enumerate(ours) if call.startswith("write database")]
         journal = [n for n in synced if ours[n].startswith("sync journal")]
         (end,) = [n for n, call in enumerate(ours) if call.startswith("delete journal")]
-        assert journal[-1] < database[0] <= database[-1] < synced[-1] < end
+        assert journal[0] < database[0]
+        # A cache that is too small for the transaction writes its pages in several turns.
+        assert journal[-1] < database[0] or setting == "small cache"
+        assert database[-1] < synced[-1] < end
         assert ours[end] == f"delete journal {int(setting == 'extra')}"
 
 
