@@ -14,7 +14,7 @@ from pathlib import Path
 
 TESTS = Path(__file__).resolve().parents[2]
 
-HUNTS = ("power_loss",)
+HUNTS = ("power_loss", "json_documents", "damaged_files", "killed_writers", "hostile_calls")
 
 
 @dataclass
