@@ -1,25 +1,26 @@
 #include "binding/argument_binding.h"
 
+#include <utility>
+
 #include "python/errors.h"
 
 namespace binding {
 
 namespace {
 
-using python::Arguments;
+using python::Object;
 
 class Binder {
  public:
   Binder(const char* method, const ParameterNames& names, PyObject* defaults)
       : method_(method),
         names_(names),
-        defaults_(defaults != nullptr && PyTuple_Check(defaults) ? defaults : nullptr),
-        bound_(std::span(names.texts.data(), names.count)) {}
+        defaults_(defaults != nullptr && PyTuple_Check(defaults) ? defaults : nullptr) {}
 
   void take_positional(PyObject* const* arguments, std::size_t count) {
     if (count > names_.count)
       refuse_count(has_defaults() ? "at most" : "exactly", names_.count, count);
-    for (std::size_t i = 0; i < count; ++i) bound_.at(i) = arguments[i];
+    for (std::size_t i = 0; i < count; ++i) bound_[i] = Object::share(arguments[i]);
     positional_ = count;
   }
 
@@ -32,20 +33,21 @@ class Binder {
       python::raise_formatted(PyExc_TypeError, "%s() got an unexpected keyword argument '%U'",
                               method_, keyword);
     }
-    if (bound_.at(position) != nullptr) {
+    if (bound_[position]) {
       python::raise_formatted(PyExc_TypeError, "%s() got multiple values for keyword argument '%U'",
                               method_, keyword);
     }
-    bound_.at(position) = value;
+    bound_[position] = Object::share(value);
   }
 
-  Arguments with_defaults() {
+  Arguments with_defaults() && {
     for (std::size_t i = positional_; i < names_.count; ++i) {
-      if (bound_.at(i) != nullptr) continue;
+      if (bound_[i]) continue;
       if (i < required()) refuse_count(has_defaults() ? "at least" : "exactly", required(), i);
-      bound_.at(i) = PyTuple_GET_ITEM(defaults_, static_cast<Py_ssize_t>(i - required()));
+      bound_[i] =
+          Object::share(PyTuple_GET_ITEM(defaults_, static_cast<Py_ssize_t>(i - required())));
     }
-    return bound_;
+    return std::move(bound_);
   }
 
  private:
@@ -85,14 +87,13 @@ class Binder {
 
 ParameterNames::ParameterNames(const Method& method) : count(method.parameters.size()) {
   for (std::size_t i = 0; i < count; ++i) {
-    texts[i] = method.parameters[i].name;
     interned[i] = PyUnicode_InternFromString(method.parameters[i].name);
     if (interned[i] == nullptr) throw python::PythonError{};
   }
 }
 
-python::Arguments bind(const char* method, const ParameterNames& names, PyObject* const* arguments,
-                       std::size_t count, PyObject* keywords, PyObject* defaults) {
+Arguments bind(const char* method, const ParameterNames& names, PyObject* const* arguments,
+               std::size_t count, PyObject* keywords, PyObject* defaults) {
   Binder binder(method, names, defaults);
   binder.take_positional(arguments, count);
   const Py_ssize_t keyword_count = keywords == nullptr ? 0 : PyTuple_GET_SIZE(keywords);
@@ -100,7 +101,7 @@ python::Arguments bind(const char* method, const ParameterNames& names, PyObject
     binder.take_keyword(PyTuple_GET_ITEM(keywords, i),
                         arguments[count + static_cast<std::size_t>(i)]);
   }
-  return binder.with_defaults();
+  return std::move(binder).with_defaults();
 }
 
 }  // namespace binding

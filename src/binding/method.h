@@ -3,9 +3,10 @@
 
 #include <Python.h>
 
+#include <cstddef>
 #include <span>
+#include <utility>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace binding {
@@ -23,13 +24,43 @@ struct Parameter {
   Default otherwise = {};
 };
 
+// Room for the arguments of any method; one with more parameters does not compile.
+inline constexpr std::size_t kMostParameters = 16;
+
 struct Method {
   const char* name;
   std::span<const Parameter> parameters;  // `self` included
   const char* returns;                    // its annotation; null: none
-  python::Object (*run)(PyObject* self, const python::Arguments& given);
+  // Calls the operation with its arguments, one a parameter.
+  python::Object (*run)(std::span<const python::Object> arguments);
   const char* doc;
   bool is_static = false;
 };
+
+namespace detail {
+
+template <typename... Parameters>
+consteval std::size_t arity(python::Object (*)(Parameters...)) {
+  return sizeof...(Parameters);
+}
+
+template <auto operation>
+python::Object run(std::span<const python::Object> arguments) {
+  return [&]<std::size_t... I>(std::index_sequence<I...>) {
+    return operation(arguments[I].get()...);
+  }(std::make_index_sequence<arity(operation)>());
+}
+
+}  // namespace detail
+
+// The method that runs `operation`, a function that takes one PyObject* a parameter.
+template <auto operation, std::size_t Count>
+consteval Method method(const char* name, const Parameter (&parameters)[Count], const char* returns,
+                        const char* doc, bool is_static = false) {
+  static_assert(detail::arity(operation) == Count,
+                "the operation takes another number of parameters than the table lists");
+  static_assert(Count <= kMostParameters, "raise kMostParameters");
+  return {name, parameters, returns, detail::run<operation>, doc, is_static};
+}
 
 }  // namespace binding

@@ -7,12 +7,13 @@
 
 #include "binding/argument_binding.h"
 #include "binding/method_table.h"
+#include "dbapi/exception_translation.h"
 #include "python/calls.h"
-#include "python/lock_turn.h"
+#include "python/gil_slice.h"
 #include "python/namespace.h"
+#include "python/recursion.h"
 #include "python/traceback.h"
 #include "python/values.h"
-#include "store/guarded.h"
 
 namespace binding {
 
@@ -43,8 +44,8 @@ struct Callee {
   std::string full_name;  // in tracebacks
 };
 
-// In the table's order; made at the first import, never destroyed, since functions may be called
-// until the process ends.
+// In the table's order; made at the first import, never destroyed,
+// since functions may be called until the process ends.
 constinit const std::vector<Callee>* callees = nullptr;
 
 const std::vector<Callee>& make_callees() {
@@ -53,32 +54,20 @@ const std::vector<Callee>& make_callees() {
   return *callees;
 }
 
-// One level of the interpreter's recursion, as every call of a Python function takes one.
-class CallLevel {
- public:
-  CallLevel() {
-    if (Py_EnterRecursiveCall(" while calling a Python object") != 0) throw python::PythonError{};
-  }
-  ~CallLevel() { Py_LeaveRecursiveCall(); }
-  CallLevel(const CallLevel&) = delete;
-  CallLevel& operator=(const CallLevel&) = delete;
-};
-
 PyObject* run(const Callee& callee, PyObject* function, PyObject* const* arguments,
               std::size_t count, PyObject* keywords) noexcept {
-  return store::guarded<PyObject*>(nullptr, [&] {
-    const CallLevel level;
+  return dbapi::translate_exceptions<PyObject*>(nullptr, [&] {
+    const python::RecursionLevel level(python::kWhileCalling);
     // Kept for the call: somebody may set others meanwhile.
     const Object defaults = Object::share_if_any(PyFunction_GetDefaults(function));
-    const python::Arguments given =
+    const Arguments given =
         bind(callee.method.name, callee.names, arguments, count, keywords, defaults.get());
-    PyObject* const self = callee.method.is_static ? nullptr : given["self"];
-    const python::LockTurn::Entry entry;
+    const python::GilSlice::Entry entry;
     const python::TracedCall traced(callee.full_name.c_str());
     try {
-      return callee.method.run(self, given).release();
+      return callee.method.run(given).release();
     } catch (...) {
-      store::raise_current_exception();
+      dbapi::set_error_from_exception();
       python::trace_operation(python::module_namespace());
       throw python::PythonError{};
     }
@@ -93,15 +82,13 @@ PyObject* call(PyObject* function, PyObject* const* arguments, std::size_t flagg
              static_cast<std::size_t>(PyVectorcall_NARGS(flagged_count)), keywords);
 }
 
-constexpr std::size_t kMostMethods = 32;
-
 template <std::size_t... Indexes>
 constexpr std::array<vectorcallfunc, sizeof...(Indexes)> make_entries(
     std::index_sequence<Indexes...>) {
   return {call<Indexes>...};
 }
 
-constexpr auto kEntries = make_entries(std::make_index_sequence<kMostMethods>{});
+constexpr auto kEntries = make_entries(std::make_index_sequence<kMethodCount>{});
 
 // A code object that describes the parameters; its body is never run.
 Object code_of(const Callee& callee) {
@@ -112,15 +99,15 @@ Object code_of(const Callee& callee) {
   for (std::size_t i = 0; i < callee.names.count; ++i) {
     PyTuple_SET_ITEM(names.get(), static_cast<Py_ssize_t>(i), Py_NewRef(callee.names.interned[i]));
   }
-  const Object changes = Object::take(PyDict_New());
+  const Object changes = python::dict();
   const auto change = [&](const python::Name& field, const Object& value) {
-    python::check(PyDict_SetItem(changes.get(), field.get(), value.get()));
+    python::set_item(changes, field, value);
   };
   change(kArgcount, count);
   change(kNlocals, count);
   change(kVarnames, names);
-  // Without CO_OPTIMIZED no interpreter enters the code past the function's vectorcall: 3.13 would,
-  // for __init__.
+  // Without CO_OPTIMIZED no interpreter enters the code past
+  // the function's vectorcall: 3.13 would, for __init__.
   change(kFlags, python::integer(CO_NEWLOCALS));
   change(kCodeQualname, python::text(std::string(kClassName) + "." + callee.method.name));
   const Object replace = python::attribute(empty.get(), kReplace);
@@ -153,10 +140,10 @@ Object defaults_of(const Method& method) {
 }
 
 Object annotations_of(const Method& method) {
-  const Object annotations = Object::take(PyDict_New());
+  const Object annotations = python::dict();
   const auto annotate = [&](const char* name, const char* annotation) {
     if (annotation == nullptr) return;
-    python::check(PyDict_SetItemString(annotations.get(), name, python::text(annotation).get()));
+    python::set_item(annotations, name, python::text(annotation));
   };
   for (const Parameter& parameter : method.parameters)
     annotate(parameter.name, parameter.annotation);
@@ -184,7 +171,7 @@ void add_method_functions(const python::Object& class_namespace, PyObject* globa
   for (std::size_t i = 0; i < all.size(); ++i) {
     Object function = function_of(all[i], kEntries.at(i), globals);
     if (all[i].method.is_static) function = python::call(staticmethod, function);
-    python::check(PyDict_SetItemString(class_namespace.get(), all[i].method.name, function.get()));
+    python::set_item(class_namespace, all[i].method.name, function);
   }
 }
 

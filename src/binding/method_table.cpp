@@ -2,13 +2,13 @@
 
 #include "binding/docstrings.h"
 #include "detections/history.h"
+#include "detections/record.h"
 #include "detections/recording.h"
 #include "detections/retention.h"
 #include "detections/search.h"
 #include "detections/statistics.h"
 #include "detections/top_plates.h"
 #include "store/anpr_database.h"
-#include "store/row_conversion.h"
 #include "store/schema.h"
 #include "watchlist/alerts.h"
 #include "watchlist/watchlist.h"
@@ -99,41 +99,48 @@ constexpr Parameter kGetAlertsForDetections[] = {kSelf, {"detection_ids", "List[
 constexpr Parameter kRowToDict[] = {{"row"}};
 
 constexpr Method kMethods[] = {
-    {"__init__", kInit, nullptr, store::init, kInitDoc},
-    {"_get_conn", kOnlySelf, nullptr, store::get_conn, kGetConnDoc},
-    {"_init_schema", kOnlySelf, nullptr, store::init_schema, kInitSchemaDoc},
-    {"add_detection", kAddDetection, "int", detections::add_detection, kAddDetectionDoc},
-    {"get_history", kGetHistory, "List[Dict]", detections::get_history, kGetHistoryDoc},
-    {"get_detection", kDetectionId, "Optional[Dict]", detections::get_detection, kGetDetectionDoc},
-    {"delete_detection", kDetectionId, "bool", detections::delete_detection, kDeleteDetectionDoc},
-    {"delete_detections", kDeleteDetections, "int", detections::delete_detections,
-     kDeleteDetectionsDoc},
-    {"get_statistics", kOnlySelf, "Dict", detections::get_statistics, kGetStatisticsDoc},
-    {"update_image_paths", kUpdateImagePaths, nullptr, detections::update_image_paths,
-     kUpdateImagePathsDoc},
-    {"update_mmc_data", kUpdateMmcData, nullptr, detections::update_mmc_data, kUpdateMmcDataDoc},
-    {"cleanup_old", kCleanupOld, nullptr, detections::cleanup_old, kCleanupOldDoc},
-    {"search_plates", kSearchPlates, "List[Dict]", detections::search_plates, kSearchPlatesDoc},
-    {"get_hourly_stats", kGetHourlyStats, "List[Dict]", detections::get_hourly_stats,
-     kGetHourlyStatsDoc},
-    {"get_top_plates", kGetTopPlates, "List[Dict]", detections::get_top_plates, kGetTopPlatesDoc},
-    {"get_watchlist", kOnlySelf, "List[Dict]", watchlist::get_watchlist, kGetWatchlistDoc},
-    {"add_watchlist", kAddWatchlist, "int", watchlist::add_watchlist, kAddWatchlistDoc},
-    {"remove_watchlist", kRemoveWatchlist, "bool", watchlist::remove_watchlist,
-     kRemoveWatchlistDoc},
-    {"check_watchlist", kCheckWatchlist, "List[Dict]", watchlist::check_watchlist,
-     kCheckWatchlistDoc},
-    {"add_alert", kAddAlert, "int", watchlist::add_alert, kAddAlertDoc},
-    {"get_alerts", kGetAlerts, "List[Dict]", watchlist::get_alerts, kGetAlertsDoc},
-    {"get_alert_count", kGetAlertCount, "int", watchlist::get_alert_count, kGetAlertCountDoc},
-    {"mark_alerts_read", kOnlySelf, "int", watchlist::mark_alerts_read, kMarkAlertsReadDoc},
-    {"get_alerts_for_detections", kGetAlertsForDetections, "Dict[int, List[Dict]]",
-     watchlist::get_alerts_for_detections, kGetAlertsForDetectionsDoc},
-    {"_row_to_dict", kRowToDict, "Dict", store::row_to_dict, kRowToDictDoc, /*is_static=*/true},
+    method<store::init>("__init__", kInit, nullptr, kInitDoc),
+    method<store::get_conn>("_get_conn", kOnlySelf, nullptr, kGetConnDoc),
+    method<store::init_schema>("_init_schema", kOnlySelf, nullptr, kInitSchemaDoc),
+    method<detections::add_detection>("add_detection", kAddDetection, "int", kAddDetectionDoc),
+    method<detections::get_history>("get_history", kGetHistory, "List[Dict]", kGetHistoryDoc),
+    method<detections::get_detection>("get_detection", kDetectionId, "Optional[Dict]",
+                                      kGetDetectionDoc),
+    method<detections::delete_detection>("delete_detection", kDetectionId, "bool",
+                                         kDeleteDetectionDoc),
+    method<detections::delete_detections>("delete_detections", kDeleteDetections, "int",
+                                          kDeleteDetectionsDoc),
+    method<detections::get_statistics>("get_statistics", kOnlySelf, "Dict", kGetStatisticsDoc),
+    method<detections::update_image_paths>("update_image_paths", kUpdateImagePaths, nullptr,
+                                           kUpdateImagePathsDoc),
+    method<detections::update_mmc_data>("update_mmc_data", kUpdateMmcData, nullptr,
+                                        kUpdateMmcDataDoc),
+    method<detections::cleanup_old>("cleanup_old", kCleanupOld, nullptr, kCleanupOldDoc),
+    method<detections::search_plates>("search_plates", kSearchPlates, "List[Dict]",
+                                      kSearchPlatesDoc),
+    method<detections::get_hourly_stats>("get_hourly_stats", kGetHourlyStats, "List[Dict]",
+                                         kGetHourlyStatsDoc),
+    method<detections::get_top_plates>("get_top_plates", kGetTopPlates, "List[Dict]",
+                                       kGetTopPlatesDoc),
+    method<watchlist::get_watchlist>("get_watchlist", kOnlySelf, "List[Dict]", kGetWatchlistDoc),
+    method<watchlist::add_watchlist>("add_watchlist", kAddWatchlist, "int", kAddWatchlistDoc),
+    method<watchlist::remove_watchlist>("remove_watchlist", kRemoveWatchlist, "bool",
+                                        kRemoveWatchlistDoc),
+    method<watchlist::check_watchlist>("check_watchlist", kCheckWatchlist, "List[Dict]",
+                                       kCheckWatchlistDoc),
+    method<watchlist::add_alert>("add_alert", kAddAlert, "int", kAddAlertDoc),
+    method<watchlist::get_alerts>("get_alerts", kGetAlerts, "List[Dict]", kGetAlertsDoc),
+    method<watchlist::get_alert_count>("get_alert_count", kGetAlertCount, "int", kGetAlertCountDoc),
+    method<watchlist::mark_alerts_read>("mark_alerts_read", kOnlySelf, "int", kMarkAlertsReadDoc),
+    method<watchlist::get_alerts_for_detections>("get_alerts_for_detections",
+                                                 kGetAlertsForDetections, "Dict[int, List[Dict]]",
+                                                 kGetAlertsForDetectionsDoc),
+    method<detections::row_to_dict>("_row_to_dict", kRowToDict, "Dict", kRowToDictDoc,
+                                    /*is_static=*/true),
 };
 
 }  // namespace
 
-std::span<const Method> method_table() noexcept { return kMethods; }
+std::span<const Method, kMethodCount> method_table() noexcept { return kMethods; }
 
 }  // namespace binding

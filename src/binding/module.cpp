@@ -1,21 +1,23 @@
-// The extension module: its create and execute steps. One module object a process, in one
-// interpreter.
+// The extension module: its create and execute steps.
+// One module object a process, in one interpreter.
 
 #include <Python.h>
 
 #include "binding/docstrings.h"
 #include "binding/method_functions.h"
 #include "binding/module_imports.h"
+#include "dbapi/connection_type.h"
+#include "dbapi/cursor_type.h"
+#include "dbapi/exception_translation.h"
+#include "dbapi/row.h"
+#include "dbapi/row_shape.h"
 #include "python/builtins.h"
 #include "python/calls.h"
-#include "python/lock_turn.h"
+#include "python/compat.h"
+#include "python/gil_slice.h"
 #include "python/namespace.h"
 #include "python/traceback.h"
 #include "python/values.h"
-#include "store/connection.h"
-#include "store/cursor.h"
-#include "store/guarded.h"
-#include "store/row.h"
 
 namespace binding {
 
@@ -24,9 +26,6 @@ namespace {
 using python::Object;
 
 constexpr char kInitEntry[] = "init zentrope_anpr.zentrope_anpr_server_db";
-
-constexpr int kPythonMajor = 3;
-constexpr int kPythonMinor = 12;
 
 constinit python::Name kModuleAttribute{"__module__"};
 constinit python::Name kQualname{"__qualname__"};
@@ -62,11 +61,11 @@ void copy_attribute(PyObject* spec, const char* from, const Object& module, cons
                     bool also_none) {
   const Object value = python::attribute_if_any(spec, python::text(from).get());
   if (!value || (!also_none && value.is(Py_None))) return;
-  python::check(PyDict_SetItemString(PyModule_GetDict(module.get()), to, value.get()));
+  python::set_item(PyModule_GetDict(module.get()), to, value);
 }
 
 PyObject* create(PyObject* spec, PyModuleDef*) {
-  return store::guarded<PyObject*>(nullptr, [&] {
+  return dbapi::translate_exceptions<PyObject*>(nullptr, [&] {
     refuse_second_interpreter();
     if (process.module != nullptr) return Py_NewRef(process.module);
     Object module = Object::take(PyModule_NewObject(python::attribute(spec, kName).get()));
@@ -79,13 +78,13 @@ PyObject* create(PyObject* spec, PyModuleDef*) {
   });
 }
 
-// The module table holds the module under its full name, also when it was imported under another
-// one.
+// The module table holds the module under its full
+// name, also when it was imported under another one.
 void record(PyObject* module) {
-  Py_XSETREF(process.module, Py_NewRef(module));
+  python::keep(process.module, Object::share(module));
   process.executed = true;
   python::set_module_namespace(PyModule_GetDict(module));
-  python::check(PyDict_SetItem(PyImport_GetModuleDict(), kFullName.get(), module));
+  python::set_item(PyImport_GetModuleDict(), kFullName, module);
 }
 
 void forget(PyObject* module) noexcept {
@@ -95,14 +94,15 @@ void forget(PyObject* module) noexcept {
     PyDict_DelItemString(modules, kModuleName);
   PyErr_Clear();
   process.executed = false;
-  Py_CLEAR(process.module);
+  python::keep(process.module, {});
   python::set_module_namespace(nullptr);
   PyErr_SetRaisedException(pending);
 }
 
 void warn_of_other_python() {
-  const auto major = static_cast<int>((Py_Version >> 24) & 0xff);
-  const auto minor = static_cast<int>((Py_Version >> 16) & 0xff);
+  using python::compat::kPythonMajor, python::compat::kPythonMinor;
+  const int major = python::compat::running_major();
+  const int minor = python::compat::running_minor();
   if (major == kPythonMajor && minor == kPythonMinor) return;
   char text[200];
   PyOS_snprintf(text, sizeof text,
@@ -113,35 +113,31 @@ void warn_of_other_python() {
 }
 
 void make_class(PyObject* globals) {
-  const Object names = Object::take(PyDict_New());
-  const auto set = [&](const python::Name& name, const char* value) {
-    python::check(PyDict_SetItem(names.get(), name.get(), python::text(value).get()));
-  };
-  set(kModuleAttribute, kModuleName);
-  set(kQualname, kClassName);
-  set(kDoc, kClassDoc);
+  const Object names = python::dict();
+  python::set_item(names, kModuleAttribute, python::text(kModuleName));
+  python::set_item(names, kQualname, python::text(kClassName));
+  python::set_item(names, kDoc, python::text(kClassDoc));
   add_method_functions(names, globals, python::builtins().staticmethod);
   const Object made =
       python::call(reinterpret_cast<PyObject*>(&PyType_Type), kClass.get(), python::tuple(), names);
-  python::check(PyDict_SetItem(globals, kClass.get(), made.get()));
+  python::set_item(globals, kClass, made);
 }
 
 void execute_new(PyObject* module) {
   record(module);
   PyObject* const globals = PyModule_GetDict(module);
   const Object builtins_module = Object::share(PyImport_AddModule("builtins"));
-  python::check(PyDict_SetItem(globals, kBuiltins.get(), builtins_module.get()));
+  python::set_item(globals, kBuiltins, builtins_module);
   warn_of_other_python();
   python::remember_builtins(builtins_module.get());
   import_names(globals);
-  python::LockTurn::read_interval_from_sys();
-  store::make_connection_type();
-  store::make_cursor_type();
-  store::make_row_shape_type();
-  store::make_row_type();
+  python::GilSlice::read_interval_from_sys();
+  dbapi::make_connection_type();
+  dbapi::make_cursor_type();
+  dbapi::make_row_shape_type();
+  dbapi::make_row_type();
   make_class(globals);
-  const Object test = Object::take(PyDict_New());
-  python::check(PyDict_SetItem(globals, kTest.get(), test.get()));
+  python::set_item(globals, kTest, python::dict());
 }
 
 void report_failure(PyObject* module) noexcept {
@@ -157,7 +153,7 @@ int execute(PyObject* module) {
                     "is not supported.");
     return -1;
   }
-  const bool done = store::guarded(false, [&] {
+  const bool done = dbapi::translate_exceptions(false, [&] {
     execute_new(module);
     return true;
   });
@@ -170,7 +166,8 @@ int execute(PyObject* module) {
 PyModuleDef_Slot slots[] = {
     {Py_mod_create, reinterpret_cast<void*>(create)},
     {Py_mod_exec, reinterpret_cast<void*>(execute)},
-    // A second interpreter is refused by the create step, in our words, whatever lock it has.
+    // A second interpreter is refused by the create step,
+    // in our words, whether or not it has a GIL of its own.
     {Py_mod_multiple_interpreters, Py_MOD_PER_INTERPRETER_GIL_SUPPORTED},
     {0, nullptr},
 };

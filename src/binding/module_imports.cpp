@@ -2,10 +2,10 @@
 
 #include <initializer_list>
 
+#include "dbapi/standard_sqlite3.h"
 #include "json/standard_json.h"
 #include "python/calls.h"
 #include "python/values.h"
-#include "store/standard_sqlite3.h"
 
 namespace binding {
 
@@ -23,13 +23,9 @@ Object imported(PyObject* globals, const char* module, const Object& names) {
                       python::integer(0));
 }
 
-void bind(PyObject* globals, const char* name, const Object& value) {
-  python::check(PyDict_SetItemString(globals, name, value.get()));
-}
-
 Object import_module(PyObject* globals, const char* module) {
   Object found = imported(globals, module, python::none());
-  bind(globals, module, found);
+  python::set_item(globals, module, found);
   return found;
 }
 
@@ -41,7 +37,7 @@ void import_from(PyObject* globals, const char* module, std::initializer_list<co
     const Object key = python::text(name);
     const Object value = python::attribute_if_any(source.get(), key.get());
     if (!value) python::raise_formatted(PyExc_ImportError, "cannot import name %S", key.get());
-    bind(globals, name, value);
+    python::set_item(globals, key.get(), value);
   }
 }
 
@@ -53,7 +49,7 @@ void import_names(PyObject* globals) {
   import_from(globals, "datetime", {"datetime", "timedelta"});
   import_from(globals, "typing", {"List", "Optional", "Dict"});
   import_from(globals, "pathlib", {"Path"});
-  store::remember_standard_sqlite3();
+  dbapi::remember_standard_sqlite3();
   json::remember_standard_json(json_module.get());
 }
 

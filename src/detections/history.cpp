@@ -1,8 +1,8 @@
 #include "detections/history.h"
 
 #include "detections/query.h"
+#include "detections/record.h"
 #include "python/values.h"
-#include "store/row_conversion.h"
 #include "store/scope.h"
 
 namespace detections {
@@ -11,24 +11,25 @@ namespace {
 
 using python::Object;
 
-constexpr char kSelectDetection[] = "SELECT * FROM detections WHERE id = ?";
+constinit python::Name kSelectDetection{"SELECT * FROM detections WHERE id = ?"};
 
 }  // namespace
 
-python::Object get_history(PyObject* self, const python::Arguments& given) {
+python::Object get_history(PyObject* self, PyObject* limit, PyObject* offset, PyObject* date_from,
+                           PyObject* date_to) {
   PageQuery query;
-  query.require_dates(given["date_from"], given["date_to"]);
-  query.page(given["limit"], given["offset"]);
+  query.require_dates(date_from, date_to);
+  query.end(limit, offset);
   store::Scope scope(self);
   return fetch_records(scope, self, query);
 }
 
 // None if there is no such row.
-python::Object get_detection(PyObject* self, const python::Arguments& given) {
+python::Object get_detection(PyObject* self, PyObject* detection_id) {
   return store::in_scope(self, [&](const store::ScopeConnection& connection) {
     const Object row =
-        store::fetchone(connection.execute(kSelectDetection, python::tuple(given["detection_id"])));
-    return row.is(Py_None) ? python::none() : store::record(self, row.get());
+        store::fetchone(connection.execute(kSelectDetection, python::tuple(detection_id)));
+    return row.is(Py_None) ? python::none() : record(self, row.get());
   });
 }
 

@@ -3,13 +3,13 @@
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace detections {
 
 // The operations of the class with these names; binding/ says what each takes and gives.
-python::Object get_history(PyObject* self, const python::Arguments& given);
-python::Object get_detection(PyObject* self, const python::Arguments& given);
+python::Object get_history(PyObject* self, PyObject* limit, PyObject* offset, PyObject* date_from,
+                           PyObject* date_to);
+python::Object get_detection(PyObject* self, PyObject* detection_id);
 
 }  // namespace detections

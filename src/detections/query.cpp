@@ -1,8 +1,8 @@
 #include "detections/query.h"
 
+#include "detections/record.h"
 #include "python/calls.h"
 #include "python/values.h"
-#include "store/row_conversion.h"
 
 namespace detections {
 
@@ -12,10 +12,6 @@ constexpr char kSelect[] = "SELECT * FROM detections";
 constexpr char kWhere[] = " WHERE ";
 constexpr char kAnd[] = " AND ";
 constexpr char kPage[] = " ORDER BY timestamp DESC LIMIT ? OFFSET ?";
-
-void add(const python::Object& parameters, PyObject* value) {
-  python::check(PyList_Append(parameters.get(), value));
-}
 
 }  // namespace
 
@@ -29,7 +25,7 @@ void PageQuery::require(const char* condition) {
 
 void PageQuery::require(const char* condition, PyObject* value) {
   require(condition);
-  add(parameters_, value);
+  python::append(parameters_, value);
 }
 
 void PageQuery::require_if_given(const char* condition, PyObject* value) {
@@ -41,16 +37,16 @@ void PageQuery::require_dates(PyObject* date_from, PyObject* date_to) {
   require_if_given("timestamp <= ?", date_to);
 }
 
-void PageQuery::page(PyObject* limit, PyObject* offset) {
+void PageQuery::end(PyObject* limit, PyObject* offset) {
   sql_ += kPage;
-  add(parameters_, limit);
-  add(parameters_, offset);
+  python::append(parameters_, limit);
+  python::append(parameters_, offset);
 }
 
 python::Object fetch_records(store::Scope& scope, PyObject* self, const PageQuery& query) {
   return scope.run([&](const store::ScopeConnection& connection) {
     const python::Object cursor = connection.execute(python::text(query.sql()), query.parameters());
-    return store::records(self, store::fetchall(cursor));
+    return records(self, store::fetchall(cursor));
   });
 }
 

@@ -26,7 +26,7 @@ class PageQuery {
   void require_dates(PyObject* date_from, PyObject* date_to);
 
   // Ends the statement with the page's bounds.
-  void page(PyObject* limit, PyObject* offset);
+  void end(PyObject* limit, PyObject* offset);
 
   const std::string& sql() const noexcept { return sql_; }
   const python::Object& parameters() const noexcept { return parameters_; }

@@ -3,14 +3,13 @@
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace detections {
 
 // The operations of the class with these names; binding/ says what each takes and gives.
-python::Object delete_detection(PyObject* self, const python::Arguments& given);
-python::Object delete_detections(PyObject* self, const python::Arguments& given);
-python::Object cleanup_old(PyObject* self, const python::Arguments& given);
+python::Object delete_detection(PyObject* self, PyObject* detection_id);
+python::Object delete_detections(PyObject* self, PyObject* ids);
+python::Object cleanup_old(PyObject* self, PyObject* max_entries);
 
 }  // namespace detections

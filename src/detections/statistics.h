@@ -3,13 +3,12 @@
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace detections {
 
 // The operations of the class with these names; binding/ says what each takes and gives.
-python::Object get_statistics(PyObject* self, const python::Arguments& given);
-python::Object get_hourly_stats(PyObject* self, const python::Arguments& given);
+python::Object get_statistics(PyObject* self);
+python::Object get_hourly_stats(PyObject* self, PyObject* hours);
 
 }  // namespace detections

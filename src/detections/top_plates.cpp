@@ -5,7 +5,7 @@
 
 #include "python/builtins.h"
 #include "python/calls.h"
-#include "python/lock_turn.h"
+#include "python/gil_slice.h"
 #include "python/values.h"
 #include "store/json_by_name.h"
 #include "store/scope.h"
@@ -16,18 +16,18 @@ namespace {
 
 using python::Object;
 
-constexpr char kSelectLatestPlates[] =
-    "SELECT plates FROM detections WHERE num_plates > 0 ORDER BY timestamp DESC LIMIT 500";
+constinit python::Name kSelectLatestPlates{
+    "SELECT plates FROM detections WHERE num_plates > 0 ORDER BY timestamp DESC LIMIT 500"};
 
 constinit python::Name kPlates{"plates"};
 constinit python::Name kPlate{"plate"};
 constinit python::Name kCount{"count"};
 
-// How often each plate was counted, in the order in which they came first. Plates are one if Python
-// finds them equal.
+// How often each plate was counted, in the order in which
+// they came first. Plates are one if Python finds them equal.
 class Tally {
  public:
-  Tally() : positions_(Object::take(PyDict_New())) {}
+  Tally() : positions_(python::dict()) {}
 
   // TypeError for what cannot be a key.
   void add(const Object& plate) {
@@ -36,8 +36,7 @@ class Tally {
       return;
     }
     const Object position = python::integer(static_cast<long long>(entries_.size()));
-    python::check(python::in_interpreter(
-        [&] { return PyDict_SetItem(positions_.get(), plate.get(), position.get()); }));
+    python::set_item(positions_, plate.get(), position);
     entries_.push_back({plate, 1, entries_.size()});
   }
 
@@ -66,7 +65,7 @@ void count_plates(PyObject* row, Tally& tally) {
   const Object stored = python::item(row, kPlates.get());
   const Object plates = store::JsonLoads()(stored.get());
   const Object each = python::iterator(plates.get());
-  python::LockTurn::Pace<64> pace;
+  python::GilSlice::Items pace;
   while (const Object plate = python::next(each.get())) {
     tally.add(plate);
     pace.step();
@@ -75,6 +74,7 @@ void count_plates(PyObject* row, Tally& tally) {
 
 Tally count_all(const Object& rows) {
   Tally tally;
+  python::GilSlice::LongSteps pace;
   const Object each = python::iterator(rows.get());
   while (const Object row = python::next(each.get())) {
     try {
@@ -85,7 +85,7 @@ Tally count_all(const Object& rows) {
         throw;
       python::clear_error();
     }
-    python::LockTurn::offer();
+    pace.step();
   }
   return tally;
 }
@@ -104,19 +104,18 @@ std::size_t sliced_size(std::size_t size, PyObject* limit) {
 
 }  // namespace
 
-python::Object get_top_plates(PyObject* self, const python::Arguments& given) {
+python::Object get_top_plates(PyObject* self, PyObject* limit) {
   store::Scope scope(self);
   const Object rows = scope.run([](const store::ScopeConnection& connection) {
     return store::fetchall(connection.execute(kSelectLatestPlates));
   });
   const std::vector<Tally::Entry> ranking = count_all(rows).ranking();
-  const std::size_t size = sliced_size(ranking.size(), given["limit"]);
+  const std::size_t size = sliced_size(ranking.size(), limit);
   Object top = python::list();
   for (std::size_t i = 0; i < size; ++i) {
-    const Object entry = Object::take(PyDict_New());
-    python::check(PyDict_SetItem(entry.get(), kPlate.get(), ranking[i].plate.get()));
-    python::check(
-        PyDict_SetItem(entry.get(), kCount.get(), python::integer(ranking[i].count).get()));
+    const Object entry = python::dict();
+    python::set_item(entry, kPlate, ranking[i].plate);
+    python::set_item(entry, kCount, python::integer(ranking[i].count));
     python::append(top, entry);
   }
   return top;

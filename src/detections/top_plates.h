@@ -3,12 +3,11 @@
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace detections {
 
 // The operation of the class with this name; binding/ says what it takes and gives.
-python::Object get_top_plates(PyObject* self, const python::Arguments& given);
+python::Object get_top_plates(PyObject* self, PyObject* limit);
 
 }  // namespace detections

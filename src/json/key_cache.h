@@ -1,5 +1,5 @@
-// Texts of mapping keys seen in one document, so that a list of like mappings does not make each
-// key again.
+// Texts of mapping keys seen in one document, so that a
+// list of like mappings does not make each key again.
 #pragma once
 
 #include <Python.h>

@@ -21,8 +21,8 @@ std::size_t float_text(double value, char* out) noexcept;
 // digits. ValueError if there are more digits than the interpreter converts.
 python::Object read_integer(std::string_view digits);
 
-// The same for a number with a fraction or an exponent; beyond the range of a double, an infinity
-// or zero.
+// The same for a number with a fraction or an exponent;
+// beyond the range of a double, an infinity or zero.
 python::Object read_real(std::string_view digits);
 
 }  // namespace json

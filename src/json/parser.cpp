@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include "json/number_text.h"
-#include "json/recursion.h"
 #include "json/standard_json.h"
 #include "python/calls.h"
+#include "python/recursion.h"
 #include "python/values.h"
 
 namespace json {
@@ -79,12 +79,12 @@ Object Parser<Char>::read_value() {
       ++at_;
       return read_string();
     case '{': {
-      const RecursionLevel level(kMappingTooDeep);
+      const python::RecursionLevel level(kMappingTooDeep);
       ++at_;
       return read_mapping();
     }
     case '[': {
-      const RecursionLevel level(kListTooDeep);
+      const python::RecursionLevel level(kListTooDeep);
       ++at_;
       return read_list();
     }
@@ -181,7 +181,7 @@ Object Parser<Char>::read_list() {
 template <typename Char>
 Object Parser<Char>::read_mapping() {
   ++mappings_;
-  Object mapping = Object::take(PyDict_New());
+  Object mapping = python::dict();
   skip_white_space();
   if (!at('}')) {
     while (true) {
@@ -193,7 +193,7 @@ Object Parser<Char>::read_mapping() {
       ++at_;
       skip_white_space();
       const Object value = read_value();
-      python::check(PyDict_SetItem(mapping.get(), key.get(), value.get()));
+      python::set_item(mapping, key.get(), value);
       skip_white_space();
       if (at('}')) break;
       if (!at(',')) fail("Expecting ',' delimiter", at_);
@@ -296,7 +296,7 @@ Py_UCS4 Parser<Char>::read_code_unit(const Char* digits, const Char* error_at) c
 template <typename Char>
 void Parser<Char>::expect_value(const Char* where) const {
   // Python's reader tells this with a StopIteration, and to make one takes a level more.
-  const RecursionLevel level(" while calling a Python object");
+  const python::RecursionLevel level(python::kWhileCalling);
   throw NoValue{where};
 }
 

@@ -1,5 +1,5 @@
-// The JSON reader: what Python's json.loads gives with its settings at their defaults, values and
-// errors alike.
+// The JSON reader: what Python's json.loads gives with its
+// settings at their defaults, values and errors alike.
 #pragma once
 
 #include <Python.h>
@@ -8,10 +8,10 @@
 
 namespace json {
 
-// The value that `document` spells: a text, or bytes in UTF-8, UTF-16 or UTF-32. Throws what
-// json.loads raises: json.JSONDecodeError for a syntax error, UnicodeDecodeError, TypeError for
-// what is neither text nor bytes, ValueError for an integer with too many digits, RecursionError
-// for a value nested too deep.
+// The value that `document` spells: a text, or bytes in UTF-8, UTF-16 or UTF-32.
+// Throws what json.loads raises: json.JSONDecodeError for a syntax error,
+// UnicodeDecodeError, TypeError for what is neither text nor bytes, ValueError for
+// an integer with too many digits, RecursionError for a value nested too deep.
 python::Object loads(PyObject* document);
 
 }  // namespace json

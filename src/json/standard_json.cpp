@@ -20,7 +20,7 @@ constinit python::Name kPosInf{"PosInf"};
 constinit python::Name kNegInf{"NegInf"};
 
 void remember(PyObject*& place, PyObject* owner, const python::Name& name) {
-  Py_XSETREF(place, python::attribute(owner, name).release());
+  python::keep(place, python::attribute(owner, name));
 }
 
 // The module's function of that name, if it is the one that Python's own json defines.
@@ -39,8 +39,8 @@ Object own_function(PyObject* module, const python::Name& name) {
 const StandardJson& standard_json() noexcept { return standard; }
 
 void remember_standard_json(PyObject* module) {
-  Py_XSETREF(standard.dumps, own_function(module, kDumps).release());
-  Py_XSETREF(standard.loads, own_function(module, kLoads).release());
+  python::keep(standard.dumps, own_function(module, kDumps));
+  python::keep(standard.loads, own_function(module, kLoads));
   if (standard.loads == nullptr) return;
   const Object decoder = python::attribute(module, kDecoder);
   remember(standard.decode_error, decoder.get(), kJsonDecodeError);

@@ -7,9 +7,9 @@
 
 namespace json {
 
-// Kept for the life of the process, once the module has been imported; borrowed from here. Null are
-// `dumps` and `loads` if somebody had put others in their places by then, and with `loads` all that
-// the reader needs.
+// Kept for the life of the process, once the module has been imported;
+// borrowed from here. Null are `dumps` and `loads` if somebody had put others
+// in their places by then, and with `loads` all that the reader needs.
 struct StandardJson {
   PyObject* dumps = nullptr;
   PyObject* loads = nullptr;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "json/number_text.h"
-#include "json/recursion.h"
 #include "python/calls.h"
+#include "python/recursion.h"
 
 namespace json {
 
@@ -95,10 +95,10 @@ void Writer::write(PyObject* value) {
   } else if (PyFloat_Check(value)) {
     write_float(value);
   } else if (PyList_Check(value) || PyTuple_Check(value)) {
-    const RecursionLevel level(kTooDeep);
+    const python::RecursionLevel level(kTooDeep);
     write_list(value);
   } else if (PyDict_Check(value)) {
-    const RecursionLevel level(kTooDeep);
+    const python::RecursionLevel level(kTooDeep);
     write_mapping(value);
   } else {
     raise_not_serializable(value);
@@ -197,8 +197,8 @@ void Writer::write_list(PyObject* list) {
   if (PySequence_Fast_GET_SIZE(items.get()) == 0) return append("[]");
   const Open open(*this, list);
   out_.push_back('[');
-  // Writing an item may run Python code that changes the list, so its length and items are asked
-  // for anew.
+  // Writing an item may run Python code that changes the
+  // list, so its length and items are asked for anew.
   for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(items.get()); ++i) {
     if (i > 0) append(", ");
     const Object item = Object::share(PySequence_Fast_GET_ITEM(items.get(), i));
@@ -255,8 +255,8 @@ void Writer::write_key(PyObject* key) {
   out_.push_back('"');
 }
 
-// json.dumps asks with isinstance whether the whole value is a text, which an object may claim
-// without being one.
+// json.dumps asks with isinstance whether the whole value
+// is a text, which an object may claim without being one.
 void refuse_false_text(PyObject* value) {
   const bool built_in = value == Py_None || PyUnicode_Check(value) || PyList_CheckExact(value) ||
                         PyDict_CheckExact(value) || PyTuple_CheckExact(value) ||

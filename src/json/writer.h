@@ -1,5 +1,5 @@
-// The JSON text writer: what Python's json.dumps writes with its settings at their defaults,
-// character for character.
+// The JSON text writer: what Python's json.dumps writes with
+// its settings at their defaults, character for character.
 #pragma once
 
 #include <Python.h>

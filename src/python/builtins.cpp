@@ -17,7 +17,7 @@ constinit Name kSorted{"sorted"};
 void remember(PyObject*& place, PyObject* module, const Name& name) {
   Object found = attribute_if_any(module, name.get());
   if (!found) raise_undefined(name);
-  Py_XSETREF(place, found.release());
+  keep(place, std::move(found));
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "python/calls.h"
 
+#include "python/compat.h"
+
 namespace python {
 
 namespace {
@@ -36,7 +38,7 @@ void set_attribute(PyObject* owner, const Name& name, PyObject* value) {
 
 Object special_method(PyObject* owner, const Name& name) {
   PyTypeObject* const type = Py_TYPE(owner);
-  Object method = Object::share_if_any(_PyType_Lookup(type, name.get()));
+  Object method = Object::share_if_any(compat::type_lookup(type, name.get()));
   if (!method) return method;
   const descrgetfunc bind = Py_TYPE(method.get())->tp_descr_get;
   if (bind == nullptr) return method;

@@ -1,5 +1,5 @@
-// Python's object protocol in C++: attributes, calls, truth, length, items. Everything here may run
-// Python code.
+// Python's object protocol in C++: attributes, calls, truth,
+// length, items. Everything here may run Python code.
 #pragma once
 
 #include <Python.h>
@@ -27,8 +27,8 @@ Object attribute_if_any(PyObject* owner, PyObject* name);
 // owner.name = value
 void set_attribute(PyObject* owner, const Name& name, PyObject* value);
 
-// What `with` finds: the method as the object's type has it, bound to the object; nothing if the
-// type has none.
+// What `with` finds: the method as the object's type has
+// it, bound to the object; nothing if the type has none.
 Object special_method(PyObject* owner, const Name& name);
 
 // callable(*arguments)
@@ -75,8 +75,8 @@ bool is_instance(PyObject* object, PyObject* type);
 Object text_of(PyObject* object);
 Object formatted(PyObject* object);
 
-// Whether `except type` would catch the pending error: `type` is any object, and a TypeError if no
-// class.
+// Whether `except type` would catch the pending error:
+// `type` is any object, and a TypeError if no class.
 bool pending_matches(PyObject* type);
 
 // Drops the pending error; its traceback may hold the last reference to anything.

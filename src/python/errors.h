@@ -1,5 +1,5 @@
-// Python errors as C++ exceptions: the pending Python error is the message, the C++ exception only
-// unwinds.
+// Python errors as C++ exceptions: the pending Python
+// error is the message, the C++ exception only unwinds.
 #pragma once
 
 #include <Python.h>

@@ -15,7 +15,7 @@ constinit Name kName{"name"};
 PyObject* module_namespace() noexcept { return names_of_module; }
 
 void set_module_namespace(PyObject* names) noexcept {
-  Py_XSETREF(names_of_module, Py_XNewRef(names));
+  keep(names_of_module, Object::share_if_any(names));
 }
 
 void raise_undefined(const Name& name) {

@@ -1,5 +1,5 @@
-// The module's namespace as its operations see it: looked up at each use, so that a name replaced
-// there takes effect.
+// The module's namespace as its operations see it: looked up
+// at each use, so that a name replaced there takes effect.
 #pragma once
 
 #include <Python.h>

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "python/errors.h"
-#include "python/park.h"
+#include "python/hang_thread.h"
 
 namespace python {
 
-// Owns one reference to a Python object, or nothing. A C API call either hands a reference
-// over or lends one: write `take` or `share` at the call, where the manual can be checked.
+// Owns one reference to a Python object, or nothing. A C API call either hands a reference over or
+// lends one: write `take` or `share` at the call, where the manual can be checked.
 class Object {
  public:
   Object() = default;
@@ -51,5 +51,10 @@ class Object {
 
   PyObject* ptr_ = nullptr;
 };
+
+// Makes `place`, a pointer that lives as long as the process, own `object` instead of what it held.
+inline void keep(PyObject*& place, Object object) {
+  const Object old = Object::take_if_any(std::exchange(place, object.release()));
+}
 
 }  // namespace python

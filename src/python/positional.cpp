@@ -20,10 +20,14 @@ void check_positional(const char* method, Py_ssize_t count, Py_ssize_t least, Py
   if (count > most) refuse_count(method, exact ? "" : "at most ", most, count);
 }
 
+const char* shown_type(PyObject* argument) noexcept {
+  return argument == Py_None ? "None" : Py_TYPE(argument)->tp_name;
+}
+
 void check_text(const char* method, const char* which, PyObject* argument) {
   if (PyUnicode_Check(argument)) return;
   raise_formatted(PyExc_TypeError, "%.200s() %.200s must be str, not %.50s", method, which,
-                  argument == Py_None ? "None" : Py_TYPE(argument)->tp_name);
+                  shown_type(argument));
 }
 
 Utf8 utf8_of(PyObject* text) {

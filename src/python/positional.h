@@ -12,6 +12,9 @@ namespace python {
 // TypeError unless `least` <= `count` <= `most`.
 void check_positional(const char* method, Py_ssize_t count, Py_ssize_t least, Py_ssize_t most);
 
+// What an error about an argument calls its type: "None", or the type's name.
+const char* shown_type(PyObject* argument) noexcept;
+
 // TypeError unless the argument is a text; `which` says which one it is.
 void check_text(const char* method, const char* which, PyObject* argument);
 

@@ -1,7 +1,8 @@
 #include "python/traceback.h"
 
-#include <frameobject.h>
 #include <utility>
+
+#include "python/compat.h"
 
 namespace python {
 
@@ -11,7 +12,7 @@ constinit thread_local const char* operation = nullptr;
 
 bool is_on_top(const Object& traceback, const char* name) noexcept {
   if (!traceback) return false;
-  PyFrameObject* const frame = reinterpret_cast<PyTracebackObject*>(traceback.get())->tb_frame;
+  PyFrameObject* const frame = compat::frame_of_traceback(traceback.get());
   const Object code = Object::take_if_any(reinterpret_cast<PyObject*>(PyFrame_GetCode(frame)));
   const auto* const fields = reinterpret_cast<PyCodeObject*>(code.get());
   return PyUnicode_CompareWithASCIIString(fields->co_filename, kNativeFile) == 0 &&
@@ -23,13 +24,12 @@ bool is_on_top(const Object& traceback, const char* name) noexcept {
 void add_traceback_entry(const char* name, PyObject* globals) noexcept {
   PyObject* const pending = PyErr_GetRaisedException();
   PyCodeObject* const code = PyCode_NewEmpty(kNativeFile, name, 1);
-  PyFrameObject* const frame =
-      code == nullptr ? nullptr : PyFrame_New(PyThreadState_Get(), code, globals, nullptr);
+  const Object kept_code = Object::take_if_any(reinterpret_cast<PyObject*>(code));
+  PyFrameObject* const frame = code == nullptr ? nullptr : compat::new_frame(code, globals);
+  const Object kept_frame = Object::take_if_any(reinterpret_cast<PyObject*>(frame));
   // An entry that cannot be made (memory) is left out: the error itself matters more.
   PyErr_SetRaisedException(pending);
   if (frame != nullptr) PyTraceBack_Here(frame);
-  Py_XDECREF(frame);
-  Py_XDECREF(code);
 }
 
 TracedCall::TracedCall(const char* name) noexcept : outer_(std::exchange(operation, name)) {}

@@ -10,8 +10,8 @@ class CallWatch {
   CallWatch(const CallWatch&) = delete;
   CallWatch& operator=(const CallWatch&) = delete;
 
-  // The engine is about to sleep until another connection lets a lock go, or to sync a file to
-  // disk.
+  // The engine is about to sleep until another connection
+  // lets a lock go, or to sync a file to disk.
   virtual void about_to_wait() noexcept = 0;
   // The engine is at work: a file operation, or a thousand steps of a statement.
   virtual void tick() noexcept = 0;

@@ -5,7 +5,8 @@
 #include <unistd.h>
 
 #include "sqlite/call_watch.h"
-#include "sqlite/file_layer.h"
+#include "sqlite/prepared.h"
+#include "sqlite/vfs_shim.h"
 
 namespace sqlite {
 
@@ -14,12 +15,21 @@ namespace {
 constexpr int kOpenFlags =
     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
 
-// Virtual-machine instructions between two ticks of a statement that reads and writes nothing.
+// Virtual-machine instructions between two calls of the progress handler, which is how a statement
+// ticks that reads and writes nothing.
 constexpr int kStepsPerTick = 1000;
 
-int tick_of_statement(void*) noexcept {
+int on_progress(void*) noexcept {
   if (CallWatch* const watch = CallWatch::current()) watch->tick();
   return 0;
+}
+
+// Steps through the statement, leaving out its rows.
+void run_to_end(sqlite3* database, const Prepared& statement) {
+  if (!statement) return;
+  int code = SQLITE_ROW;
+  while (code == SQLITE_ROW) code = sqlite3_step(statement.get());
+  if (code != SQLITE_DONE) throw Error::latest(database);
 }
 
 // SQLite may be built to read names that begin so as URIs.
@@ -39,36 +49,17 @@ void Database::Close::operator()(sqlite3* handle) const noexcept {
 Database::Database(const char* path, int busy_timeout_ms) {
   const std::string name = plain_file_name(path);
   sqlite3* opened = nullptr;
-  const int code =
-      sqlite3_open_v2(name.c_str(), &opened, kOpenFlags, file_layer_over_default_vfs());
+  const int code = sqlite3_open_v2(name.c_str(), &opened, kOpenFlags, vfs_shim_over_default());
   handle_ = {opened, Close{getpid()}};
   if (code != SQLITE_OK) throw Error::latest(opened);
   sqlite3_busy_timeout(opened, busy_timeout_ms);
-  sqlite3_progress_handler(opened, kStepsPerTick, tick_of_statement, nullptr);
+  sqlite3_progress_handler(opened, kStepsPerTick, on_progress, nullptr);
 }
 
-void Database::run(const char* sql) {
-  sqlite3_stmt* statement = nullptr;
-  int code = sqlite3_prepare_v2(handle(), sql, -1, &statement, nullptr);
-  if (code == SQLITE_OK) {
-    sqlite3_step(statement);
-    code = sqlite3_finalize(statement);  // repeats the code of a failed step
-  }
-  if (code != SQLITE_OK) throw Error::latest(handle());
-}
+void Database::run(const char* sql) { run_to_end(handle(), prepare(handle(), sql)); }
 
 void Database::run_script(const char* sql) {
-  while (*sql != '\0') {
-    sqlite3_stmt* statement = nullptr;
-    int code = sqlite3_prepare_v2(handle(), sql, -1, &statement, &sql);
-    if (code == SQLITE_OK) {
-      do {
-        code = sqlite3_step(statement);
-      } while (code == SQLITE_ROW);
-      code = sqlite3_finalize(statement);
-    }
-    if (code != SQLITE_OK) throw Error::latest(handle());
-  }
+  while (*sql != '\0') run_to_end(handle(), prepare(handle(), sql));
 }
 
 }  // namespace sqlite

@@ -15,9 +15,9 @@ namespace sqlite {
 // locking. Everything that can touch the file throws Error on failure.
 class Database {
  public:
-  // Opens the file read-write and creates it if it is missing. `path` is a plain file name, never a
-  // URI; ":memory:" gives a private database in memory. Statements wait `busy_timeout_ms` for other
-  // connections' locks.
+  // Opens the file read-write and creates it if it is missing. `path` is a
+  // plain file name, never a URI; ":memory:" gives a private database in
+  // memory. Statements wait `busy_timeout_ms` for other connections' locks.
   Database(const char* path, int busy_timeout_ms);
 
   sqlite3* handle() const noexcept { return handle_.get(); }
@@ -34,8 +34,8 @@ class Database {
   // Runs one statement that takes no parameters and gives no rows.
   void run(const char* sql);
 
-  // Runs all statements of a text one after the other, leaving out their rows; stops at the first
-  // error.
+  // Runs all statements of a text one after the other,
+  // leaving out their rows; stops at the first error.
   void run_script(const char* sql);
 
  private:

@@ -20,12 +20,12 @@ struct Value {
   std::string_view bytes;
 };
 
-// A run of rows, copied so that objects can be made of them after the engine call that stepped
-// them.
+// A run of rows, copied so that objects can be made
+// of them after the engine call that stepped them.
 class RowBatch {
  public:
-  // Copies the row that the statement stands on. Every row of a batch has the same number of
-  // columns.
+  // Copies the row that the statement stands on. Every
+  // row of a batch has the same number of columns.
   void append(const Statement& statement);
 
   std::size_t rows() const noexcept { return columns_ == 0 ? 0 : cells_.size() / columns_; }

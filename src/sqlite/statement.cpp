@@ -1,25 +1,16 @@
 #include "sqlite/statement.h"
 
-#include <unistd.h>
-
 #include "sqlite/sql_text.h"
 
 namespace sqlite {
-
-void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
-  if (is_this_process(prepared_in)) sqlite3_finalize(statement);
-}
 
 void Statement::reset_if_own() noexcept {
   if (is_this_process(handle_.get_deleter().prepared_in)) reset();
 }
 
 Statement::Statement(const Database& database, const char* sql) {
-  sqlite3_stmt* prepared = nullptr;
-  const char* rest = nullptr;
-  const int code = sqlite3_prepare_v2(database.handle(), sql, -1, &prepared, &rest);
-  if (code != SQLITE_OK) throw Error::latest(database.handle());
-  handle_ = {prepared, Finalize{getpid()}};
+  const char* rest = sql;
+  handle_ = prepare(database.handle(), rest);
   more_follows_ = first_statement(rest) != nullptr;
   changes_rows_ = sqlite::changes_rows(sql);
 }

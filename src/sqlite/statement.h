@@ -2,19 +2,18 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string_view>
-#include <sys/types.h>
 
 #include <sqlite3.h>
 
 #include "sqlite/database.h"
+#include "sqlite/prepared.h"
 
 namespace sqlite {
 
-// Owns a prepared statement. The text may hold nothing but blanks and comments: then there is
-// nothing to run, and step() says so. Destroying it can read and write the file, as every call here
-// can that is not noexcept.
+// Owns a prepared statement. The text may hold nothing but blanks and
+// comments: then there is nothing to run, and step() says so. Destroying it
+// can read and write the file, as every call here can that is not noexcept.
 class Statement {
  public:
   // Prepares the first statement of `sql`; whether more follows is the caller's to ask.
@@ -31,8 +30,8 @@ class Statement {
   // True between a step that gave a row and the end of the rows, or reset().
   bool busy() const noexcept { return sqlite3_stmt_busy(handle()) != 0; }
   int parameter_count() const noexcept { return sqlite3_bind_parameter_count(handle()); }
-  // The name of a parameter with its prefix, null for a plain `?`. Positions count from 1, here and
-  // below.
+  // The name of a parameter with its prefix, null for a
+  // plain `?`. Positions count from 1, here and below.
   const char* parameter_name(int position) const noexcept {
     return sqlite3_bind_parameter_name(handle(), position);
   }
@@ -54,22 +53,17 @@ class Statement {
   // A statement that has ended or failed is reset, so that it can be bound and run again.
   Step step();
 
-  // Makes it ready to run again. A failed step's error was thrown by step(), so none comes from
-  // here.
+  // Makes it ready to run again. A failed step's error
+  // was thrown by step(), so none comes from here.
   void reset() noexcept { sqlite3_reset(handle()); }
   // The same for a statement that is dropped: a child made by fork() leaves its parent's alone.
   void reset_if_own() noexcept;
 
  private:
-  struct Finalize {
-    pid_t prepared_in;
-    void operator()(sqlite3_stmt* statement) const noexcept;
-  };
-
   void check(int code) const;
   sqlite3* database() const noexcept { return sqlite3_db_handle(handle()); }
 
-  std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+  Prepared handle_;
   bool more_follows_ = false;
   bool changes_rows_ = false;
 };

@@ -1,29 +1,27 @@
-// The store object: a path, and the promise that every operation opens, uses and releases a
-// connection of its own.
+// The store object: a path, and the promise that every
+// operation opens, uses and releases a connection of its own.
 //
 // What every operation keeps:
-// - Nothing is kept between calls but `db_path`. The database file is the only state, shared by
-// threads, objects and processes;
-//   SQLite's file locks with a wait of up to 5 seconds are the only coordination.
-// - An operation is at most one transaction. An error rolls it back and reaches the caller as it
-// was raised.
+// - Nothing is kept between calls but `db_path`. The database file is
+//   the only state, shared by threads, objects and processes; SQLite's
+//   file locks with a wait of up to 5 seconds are the only coordination.
+// - An operation is at most one transaction. An error
+//   rolls it back and reaches the caller as it was raised.
 // - Operations reach the database only through `self._get_conn()`, and each other through the
-// object, so a subclass or a patched
-//   method takes effect everywhere.
+//   object, so a subclass or a patched method takes effect everywhere.
 // - When a call has returned or failed, its connection is closed.
 #pragma once
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace store {
 
 // __init__(db_path): keeps the path, makes the file's directory, calls self._init_schema().
-python::Object init(PyObject* self, const python::Arguments& given);
+python::Object init(PyObject* self, PyObject* db_path);
 
 // _get_conn(): a new connection to the file, whose rows can be read by column name.
-python::Object get_conn(PyObject* self, const python::Arguments& given);
+python::Object get_conn(PyObject* self);
 
 }  // namespace store

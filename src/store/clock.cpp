@@ -22,8 +22,8 @@ python::Object local_timestamp() { return python::call_method(now().get(), kIsof
 
 python::Object local_timestamp_hours_ago(PyObject* hours) {
   const python::Object present = now();
-  const python::Object options = python::Object::take(PyDict_New());
-  python::check(PyDict_SetItem(options.get(), kHours.get(), hours));
+  const python::Object options = python::dict();
+  python::set_item(options, kHours, hours);
   const python::Object span = python::call_with_keywords(python::global(kTimedelta).get(),
                                                          python::tuple().get(), options.get());
   const python::Object past = python::Object::take(

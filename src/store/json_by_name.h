@@ -1,5 +1,5 @@
-// JSON as the module's namespace has it: `json.dumps` and `json.loads` are looked up there at each
-// use.
+// JSON as the module's namespace has it: `json.dumps`
+// and `json.loads` are looked up there at each use.
 #pragma once
 
 #include <Python.h>

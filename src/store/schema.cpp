@@ -9,7 +9,7 @@ namespace store {
 
 namespace {
 
-constexpr char kCreateDetections[] =
+constinit python::Name kCreateDetections{
     "CREATE TABLE IF NOT EXISTS detections ("
     "id INTEGER PRIMARY KEY AUTOINCREMENT, "
     "timestamp TEXT NOT NULL, "
@@ -22,27 +22,27 @@ constexpr char kCreateDetections[] =
     "ocr_time REAL, "
     "image_path TEXT, "
     "thumbnail_path TEXT, "
-    "success INTEGER DEFAULT 1)";
+    "success INTEGER DEFAULT 1)"};
 
-constexpr char kCreateTimestampIndex[] =
-    "CREATE INDEX IF NOT EXISTS idx_timestamp ON detections(timestamp DESC)";
+constinit python::Name kCreateTimestampIndex{
+    "CREATE INDEX IF NOT EXISTS idx_timestamp ON detections(timestamp DESC)"};
 
 // New files get these two columns from here as well, so that they stand last in every file.
-constexpr char kAddMmcData[] = "ALTER TABLE detections ADD COLUMN mmc_data TEXT";
-constexpr char kAddDetectionConfidences[] =
-    "ALTER TABLE detections ADD COLUMN detection_confidences TEXT";
+constinit python::Name kAddMmcData{"ALTER TABLE detections ADD COLUMN mmc_data TEXT"};
+constinit python::Name kAddDetectionConfidences{
+    "ALTER TABLE detections ADD COLUMN detection_confidences TEXT"};
 
-constexpr char kCreateWatchlist[] =
+constinit python::Name kCreateWatchlist{
     "CREATE TABLE IF NOT EXISTS watchlist ("
     "id INTEGER PRIMARY KEY AUTOINCREMENT, "
     "plate TEXT NOT NULL, "
     "label TEXT DEFAULT '', "
     "note TEXT DEFAULT '', "
-    "created_at TEXT NOT NULL)";
+    "created_at TEXT NOT NULL)"};
 
-constexpr char kAddWatchlistNote[] = "ALTER TABLE watchlist ADD COLUMN note TEXT DEFAULT ''";
+constinit python::Name kAddWatchlistNote{"ALTER TABLE watchlist ADD COLUMN note TEXT DEFAULT ''"};
 
-constexpr char kCreateAlerts[] =
+constinit python::Name kCreateAlerts{
     "CREATE TABLE IF NOT EXISTS alerts ("
     "id INTEGER PRIMARY KEY AUTOINCREMENT, "
     "timestamp TEXT NOT NULL, "
@@ -51,21 +51,21 @@ constexpr char kCreateAlerts[] =
     "note TEXT DEFAULT '', "
     "detection_id INTEGER, "
     "confidence REAL, "
-    "FOREIGN KEY (detection_id) REFERENCES detections(id))";
+    "FOREIGN KEY (detection_id) REFERENCES detections(id))"};
 
-constexpr char kAddAlertsNote[] = "ALTER TABLE alerts ADD COLUMN note TEXT DEFAULT ''";
-constexpr char kAddAlertsIsRead[] = "ALTER TABLE alerts ADD COLUMN is_read INTEGER DEFAULT 0";
+constinit python::Name kAddAlertsNote{"ALTER TABLE alerts ADD COLUMN note TEXT DEFAULT ''"};
+constinit python::Name kAddAlertsIsRead{"ALTER TABLE alerts ADD COLUMN is_read INTEGER DEFAULT 0"};
 
-constexpr char kCreateAlertsIndex[] =
-    "CREATE INDEX IF NOT EXISTS idx_alerts_ts ON alerts(timestamp DESC)";
+constinit python::Name kCreateAlertsIndex{
+    "CREATE INDEX IF NOT EXISTS idx_alerts_ts ON alerts(timestamp DESC)"};
 
 constinit python::Name kSqlite3{"sqlite3"};
 constinit python::Name kOperationalError{"OperationalError"};
 
-// Tries to add a column. That the engine refuses is how a column that is there already shows, so
-// every OperationalError is passed over; a lock that was not let go in time leaves the column to
-// the next construction.
-void add_column(const ScopeConnection& connection, const char* sql) {
+// Tries to add a column. That the engine refuses is how a column that is
+// there already shows, so every OperationalError is passed over; a lock
+// that was not let go in time leaves the column to the next construction.
+void add_column(const ScopeConnection& connection, const python::Name& sql) {
   try {
     connection.execute(sql);
   } catch (const python::PythonError&) {
@@ -76,7 +76,7 @@ void add_column(const ScopeConnection& connection, const char* sql) {
 
 }  // namespace
 
-python::Object init_schema(PyObject* self, const python::Arguments&) {
+python::Object init_schema(PyObject* self) {
   return in_scope(self, [](const ScopeConnection& connection) {
     connection.execute(kCreateDetections);
     connection.execute(kCreateTimestampIndex);

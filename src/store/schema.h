@@ -3,7 +3,6 @@
 
 #include <Python.h>
 
-#include "python/arguments.h"
 #include "python/object.h"
 
 namespace store {
@@ -11,6 +10,6 @@ namespace store {
 // _init_schema(): creates the tables and indexes that are missing and adds the columns that earlier
 // layouts lack. Each step stands by itself: a failure leaves those before it, and the next
 // construction completes the rest.
-python::Object init_schema(PyObject* self, const python::Arguments& given);
+python::Object init_schema(PyObject* self);
 
 }  // namespace store

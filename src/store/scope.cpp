@@ -1,8 +1,9 @@
 #include "store/scope.h"
 
+#include "dbapi/exception_translation.h"
+#include "python/compat.h"
 #include "python/namespace.h"
 #include "python/traceback.h"
-#include "store/guarded.h"
 
 namespace store {
 
@@ -42,14 +43,14 @@ Object exit_method(const Object& manager) {
   return method;
 }
 
-// The error that sys.exc_info() tells while __exit__ runs, so that errors raised there are chained
-// to it.
+// The error that sys.exc_info() tells while __exit__
+// runs, so that errors raised there are chained to it.
 class HandledError {
  public:
   // The slot that is set here is the caller's own, a generator's say; asking for the handled error
   // could answer one further out.
   explicit HandledError(const Object& error)
-      : outer_(Object::share_if_any(PyThreadState_Get()->exc_info->exc_value)) {
+      : outer_(Object::share_if_any(python::compat::innermost_handled_exception())) {
     PyErr_SetHandledException(error.get());
   }
   ~HandledError() { PyErr_SetHandledException(outer_.get()); }
@@ -62,12 +63,13 @@ class HandledError {
 
 }  // namespace
 
-python::Object ScopeConnection::execute(const char* sql) const {
-  return python::call_method(connection_.get(), kExecute, python::text(sql));
+python::Object ScopeConnection::execute(const python::Name& sql) const {
+  return python::call_method(connection_.get(), kExecute, sql.get());
 }
 
-python::Object ScopeConnection::execute(const char* sql, const python::Object& parameters) const {
-  return execute(python::text(sql), parameters);
+python::Object ScopeConnection::execute(const python::Name& sql,
+                                        const python::Object& parameters) const {
+  return python::call_method(connection_.get(), kExecute, sql.get(), parameters);
 }
 
 python::Object ScopeConnection::execute(const python::Object& sql,
@@ -105,7 +107,7 @@ Scope::Scope(const python::Object& manager) : connection_(Object()) {
 void Scope::leave() const { python::call(exit_.get(), Py_None, Py_None, Py_None); }
 
 void Scope::leave_with_error() const {
-  raise_current_exception();
+  dbapi::set_error_from_exception();
   python::trace_operation(python::module_namespace());
   Object error = Object::take(PyErr_GetRaisedException());
   const Object traceback = Object::take_if_any(PyException_GetTraceback(error.get()));

@@ -15,9 +15,9 @@ class ScopeConnection {
  public:
   explicit ScopeConnection(python::Object connection) : connection_(std::move(connection)) {}
 
-  // Runs one statement; the cursor it gave.
-  python::Object execute(const char* sql) const;
-  python::Object execute(const char* sql, const python::Object& parameters) const;
+  // Runs one statement; the cursor it gave. A statement that is always the same is kept as a name.
+  python::Object execute(const python::Name& sql) const;
+  python::Object execute(const python::Name& sql, const python::Object& parameters) const;
   python::Object execute(const python::Object& sql, const python::Object& parameters) const;
   void commit() const;
 
@@ -39,8 +39,8 @@ class Scope {
  public:
   explicit Scope(PyObject* self);
 
-  // Runs `body` with the connection and leaves the scope: __exit__ commits, or gets the error and
-  // rolls back.
+  // Runs `body` with the connection and leaves the scope:
+  // __exit__ commits, or gets the error and rolls back.
   template <typename Body>
   python::Object run(Body body) {
     python::Object result;
@@ -57,8 +57,8 @@ class Scope {
   explicit Scope(const python::Object& manager);
 
   void leave() const;
-  // Makes the C++ exception that is being handled the pending error, shows it to __exit__, and
-  // throws it.
+  // Makes the C++ exception that is being handled the
+  // pending error, shows it to __exit__, and throws it.
   [[noreturn]] void leave_with_error() const;
 
   python::Object exit_;

@@ -1,11 +1,11 @@
 #include "watchlist/alerts.h"
 
 #include "python/calls.h"
-#include "python/lock_turn.h"
+#include "python/gil_slice.h"
 #include "python/values.h"
 #include "store/clock.h"
 #include "store/placeholders.h"
-#include "store/row_conversion.h"
+#include "store/plain_records.h"
 #include "store/scope.h"
 
 namespace watchlist {
@@ -15,16 +15,16 @@ namespace {
 using python::Object;
 using store::ScopeConnection;
 
-constexpr char kInsertAlert[] =
+constinit python::Name kInsertAlert{
     "INSERT INTO alerts (timestamp, plate, watchlist_label, detection_id, confidence) "
-    "VALUES (?, ?, ?, ?, ?)";
+    "VALUES (?, ?, ?, ?, ?)"};
 
-constexpr char kSelectNewest[] = "SELECT * FROM alerts ORDER BY timestamp DESC LIMIT ?";
+constinit python::Name kSelectNewest{"SELECT * FROM alerts ORDER BY timestamp DESC LIMIT ?"};
 
-constexpr char kCountUnread[] = "SELECT COUNT(*) as cnt FROM alerts WHERE is_read = 0";
-constexpr char kCountAll[] = "SELECT COUNT(*) as cnt FROM alerts";
+constinit python::Name kCountUnread{"SELECT COUNT(*) as cnt FROM alerts WHERE is_read = 0"};
+constinit python::Name kCountAll{"SELECT COUNT(*) as cnt FROM alerts"};
 
-constexpr char kMarkRead[] = "UPDATE alerts SET is_read = 1 WHERE is_read = 0";
+constinit python::Name kMarkRead{"UPDATE alerts SET is_read = 1 WHERE is_read = 0"};
 
 constexpr char kSelectOfDetections[] = "SELECT * FROM alerts WHERE detection_id IN (";
 
@@ -39,47 +39,48 @@ Object list_under(const Object& mapping, PyObject* key) {
 }
 
 Object grouped_by_detection(const Object& rows) {
-  Object groups = Object::take(PyDict_New());
+  Object groups = python::dict();
+  python::GilSlice::LongSteps pace;
   const Object each = python::iterator(rows.get());
   while (const Object row = python::next(each.get())) {
     const Object alert = store::plain_record(row.get());
     const Object detection_id = python::item_if_any(alert.get(), kDetectionId.get());
     python::append(list_under(groups, detection_id ? detection_id.get() : Py_None), alert);
-    python::LockTurn::offer();
+    pace.step();
   }
   return groups;
 }
 
 }  // namespace
 
-python::Object add_alert(PyObject* self, const python::Arguments& given) {
+python::Object add_alert(PyObject* self, PyObject* plate, PyObject* label, PyObject* detection_id,
+                         PyObject* confidence) {
   return store::in_scope(self, [&](const ScopeConnection& connection) {
     const Object timestamp = store::local_timestamp();
-    const Object cursor =
-        connection.execute(kInsertAlert, python::tuple(timestamp, given["plate"], given["label"],
-                                                       given["detection_id"], given["confidence"]));
+    const Object cursor = connection.execute(
+        kInsertAlert, python::tuple(timestamp, plate, label, detection_id, confidence));
     connection.commit();
     return store::lastrowid(cursor);
   });
 }
 
-python::Object get_alerts(PyObject* self, const python::Arguments& given) {
+python::Object get_alerts(PyObject* self, PyObject* limit) {
   return store::in_scope(self, [&](const ScopeConnection& connection) {
-    const Object cursor = connection.execute(kSelectNewest, python::tuple(given["limit"]));
+    const Object cursor = connection.execute(kSelectNewest, python::tuple(limit));
     return store::plain_records(store::fetchall(cursor));
   });
 }
 
-python::Object get_alert_count(PyObject* self, const python::Arguments& given) {
+python::Object get_alert_count(PyObject* self, PyObject* unread_only) {
   return store::in_scope(self, [&](const ScopeConnection& connection) {
-    const bool unread_only = python::truth(given["unread_only"]);
-    const Object row = store::fetchone(connection.execute(unread_only ? kCountUnread : kCountAll));
+    const Object row =
+        store::fetchone(connection.execute(python::truth(unread_only) ? kCountUnread : kCountAll));
     Object count = python::item(row.get(), kCnt.get());
     return python::truth(count.get()) ? count : python::integer(0);
   });
 }
 
-python::Object mark_alerts_read(PyObject* self, const python::Arguments&) {
+python::Object mark_alerts_read(PyObject* self) {
   return store::in_scope(self, [](const ScopeConnection& connection) {
     const Object cursor = connection.execute(kMarkRead);
     connection.commit();
@@ -88,9 +89,8 @@ python::Object mark_alerts_read(PyObject* self, const python::Arguments&) {
 }
 
 // Groups in the order in which their first alerts were added; a detection without alerts has none.
-python::Object get_alerts_for_detections(PyObject* self, const python::Arguments& given) {
-  PyObject* const detection_ids = given["detection_ids"];
-  if (!python::truth(detection_ids)) return Object::take(PyDict_New());
+python::Object get_alerts_for_detections(PyObject* self, PyObject* detection_ids) {
+  if (!python::truth(detection_ids)) return python::dict();
   const auto count = static_cast<std::size_t>(python::length(detection_ids));
   const std::string sql = kSelectOfDetections + store::placeholders(count) + ")";
   store::Scope scope(self);

@@ -59,8 +59,8 @@ void with_characters(PyObject* text, Use use) {
   }
 }
 
-// The plain search below takes up to this many steps for two texts; beyond it Python's own, which
-// is linear, is faster.
+// The plain search below takes up to this many steps for two
+// texts; beyond it Python's own, which is linear, is faster.
 constexpr std::size_t kSearchedHere = 1 << 14;
 
 bool holds(std::u32string_view text, std::u32string_view part) {

@@ -1,5 +1,5 @@
-// When a recognised plate is one that is watched: ignoring case, blanks and hyphens, and either
-// text may hold the other.
+// When a recognised plate is one that is watched: ignoring
+// case, blanks and hyphens, and either text may hold the other.
 #pragma once
 
 #include <Python.h>
@@ -13,9 +13,8 @@ namespace watchlist {
 // A plate in the form in which plates are compared: upper case, without U+0020 and U+002D.
 class NormalisedPlate {
  public:
-  // plate.upper().replace(" ", "").replace("-", "")
-  // Exactly str is normalised here, without making a text of it; anything else by its own methods,
-  // errors included.
+  // plate.upper().replace(" ", "").replace("-", "") Exactly str is normalised here, without making
+  // a text of it; anything else by its own methods, errors included.
   void assign(PyObject* plate);
 
   // Whether the two are equal or one holds the other.

@@ -16,8 +16,7 @@ constexpr std::size_t kBlocks = 0x110000 / kBlockSize;
 
 using Block = std::array<UpperCase, kBlockSize>;
 
-// What Unicode says, so it may be kept for the life of the process. Used with the interpreter lock
-// held.
+// What Unicode says, so it may be kept for the life of the process. Used with the GIL held.
 constinit std::array<const Block*, kBlocks> blocks{};
 
 constinit python::Name kUpper{"upper"};

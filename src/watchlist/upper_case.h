@@ -16,8 +16,8 @@ struct UpperCase {
   std::uint8_t count = 0;
 };
 
-// Asks str.upper once for each block of characters that ever occurs; throws if there is no memory
-// for the answers.
+// Asks str.upper once for each block of characters that ever
+// occurs; throws if there is no memory for the answers.
 const UpperCase& upper_case(char32_t character);
 
 }  // namespace watchlist

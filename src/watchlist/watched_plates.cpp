@@ -1,9 +1,9 @@
 #include "watchlist/watched_plates.h"
 
+#include "dbapi/row.h"
 #include "python/calls.h"
-#include "python/lock_turn.h"
-#include "store/row.h"
-#include "store/row_conversion.h"
+#include "python/gil_slice.h"
+#include "store/plain_records.h"
 
 namespace watchlist {
 
@@ -18,20 +18,20 @@ constinit python::Name kId{"id"};
 }  // namespace
 
 WatchedPlates::WatchedPlates(const python::Object& rows) {
-  python::LockTurn::Pace<64> pace;
+  python::GilSlice::Items pace;
   if (PyList_CheckExact(rows.get())) {
     entries_.reserve(static_cast<std::size_t>(PyList_GET_SIZE(rows.get())));
   }
   const Object each = python::iterator(rows.get());
   while (Object row = python::next(each.get())) {
-    const bool own = store::columns_of(row.get()) != nullptr;
+    const bool own = dbapi::columns_of(row.get()) != nullptr;
     entries_.push_back(own ? std::move(row) : store::plain_record(row.get()));
     pace.step();
   }
 }
 
 void WatchedPlates::drop_all() {
-  python::LockTurn::Pace<64> pace;
+  python::GilSlice::Items pace;
   while (!entries_.empty()) {
     entries_.pop_back();
     pace.step();
@@ -53,7 +53,7 @@ python::Object WatchedPlates::id(std::size_t index) {
 python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* column,
                                     PyObject* name) {
   PyObject* const entry = entries_[index].get();
-  const store::RowShape* const shape = store::columns_of(entry);
+  const dbapi::RowShape* const shape = dbapi::columns_of(entry);
   if (shape == nullptr) return python::item_if_any(entry, name);
   if (shape != columns_.shape) {
     columns_ = {shape, shape->column_named(kPlate.get()), shape->column_named(kLabel.get()),
@@ -62,7 +62,7 @@ python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* col
   const Py_ssize_t position = columns_.*column;
   return position < 0
              ? Object()
-             : Object::share(PyTuple_GET_ITEM(store::Row::of(entry).values.get(), position));
+             : Object::share(PyTuple_GET_ITEM(dbapi::Row::of(entry).values.get(), position));
 }
 
 }  // namespace watchlist

@@ -5,13 +5,13 @@
 
 #include <vector>
 
+#include "dbapi/row_shape.h"
 #include "python/object.h"
-#include "store/row_shape.h"
 
 namespace watchlist {
 
-// The rows of the watchlist, each as dict(row) would have it: asked for a column that a row does
-// not have, it gives nothing.
+// The rows of the watchlist, each as dict(row) would have it:
+// asked for a column that a row does not have, it gives nothing.
 class WatchedPlates {
  public:
   WatchedPlates() = default;
@@ -23,13 +23,13 @@ class WatchedPlates {
   python::Object label(std::size_t index);
   python::Object id(std::size_t index);
 
-  // Drops the rows, which takes long for many, with offers of the interpreter lock in between.
+  // Drops the rows, which takes long for many, with checkpoints in between.
   void drop_all();
 
  private:
   // Where our own rows have the three columns; -1 where they have none.
   struct Columns {
-    const store::RowShape* shape = nullptr;
+    const dbapi::RowShape* shape = nullptr;
     Py_ssize_t plate = -1;
     Py_ssize_t label = -1;
     Py_ssize_t id = -1;

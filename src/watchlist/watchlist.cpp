@@ -1,10 +1,10 @@
 #include "watchlist/watchlist.h"
 
 #include "python/calls.h"
-#include "python/lock_turn.h"
+#include "python/gil_slice.h"
 #include "python/values.h"
 #include "store/clock.h"
-#include "store/row_conversion.h"
+#include "store/plain_records.h"
 #include "store/scope.h"
 #include "watchlist/plate_matching.h"
 #include "watchlist/watched_plates.h"
@@ -16,16 +16,21 @@ namespace {
 using python::Object;
 using store::ScopeConnection;
 
-constexpr char kSelectNewestFirst[] = "SELECT * FROM watchlist ORDER BY created_at DESC";
+constinit python::Name kSelectNewestFirst{"SELECT * FROM watchlist ORDER BY created_at DESC"};
 
-constexpr char kInsertEntry[] = "INSERT INTO watchlist (plate, label, created_at) VALUES (?, ?, ?)";
+constinit python::Name kInsertEntry{
+    "INSERT INTO watchlist (plate, label, created_at) VALUES (?, ?, ?)"};
 
-constexpr char kDeleteEntry[] = "DELETE FROM watchlist WHERE id = ?";
+constinit python::Name kDeleteEntry{"DELETE FROM watchlist WHERE id = ?"};
 
-constexpr char kSelectAll[] = "SELECT * FROM watchlist";
+constinit python::Name kSelectAll{"SELECT * FROM watchlist"};
 
 constinit python::Name kUpper{"upper"};
 constinit python::Name kStrip{"strip"};
+constinit python::Name kDetectedPlate{"detected_plate"};
+constinit python::Name kWatchlistPlate{"watchlist_plate"};
+constinit python::Name kLabel{"label"};
+constinit python::Name kWatchlistId{"watchlist_id"};
 constinit python::Name kPlate{"plate"};
 constinit python::Name kId{"id"};
 
@@ -36,30 +41,23 @@ void check_present(const Object& value, const python::Name& column) {
   throw python::PythonError{};
 }
 
-void set(const Object& mapping, const char* key, const Object& value) {
-  python::check(PyDict_SetItemString(mapping.get(), key, value.get()));
-}
-
 Object match(const Object& detected, const Object& plate, WatchedPlates& watched,
              std::size_t index) {
   const Object label = watched.label(index);
   const Object id = watched.id(index);
   check_present(id, kId);
-  Object record = Object::take(PyDict_New());
-  set(record, "detected_plate", detected);
-  set(record, "watchlist_plate", plate);
-  set(record, "label", label ? label : python::text(""));
-  set(record, "watchlist_id", id);
+  Object record = python::dict();
+  python::set_item(record, kDetectedPlate, detected);
+  python::set_item(record, kWatchlistPlate, plate);
+  python::set_item(record, kLabel, label ? label : python::text(""));
+  python::set_item(record, kWatchlistId, id);
   return record;
 }
-
-// Comparing two plates takes some tens of nanoseconds.
-using MatchingPace = python::LockTurn::Pace<64>;
 
 // Adds a match record for each entry that the detected plate matches. Each entry is normalised anew
 // for each detected plate: no normalised form is kept.
 void match_all(const Object& detected, WatchedPlates& watched, const Object& matches,
-               MatchingPace& pace) {
+               python::GilSlice::Items& pace) {
   NormalisedPlate normalised;
   NormalisedPlate entry;
   normalised.assign(detected.get());
@@ -75,35 +73,35 @@ void match_all(const Object& detected, WatchedPlates& watched, const Object& mat
 
 }  // namespace
 
-python::Object get_watchlist(PyObject* self, const python::Arguments&) {
+python::Object get_watchlist(PyObject* self) {
   return store::in_scope(self, [](const ScopeConnection& connection) {
     return store::plain_records(store::fetchall(connection.execute(kSelectNewestFirst)));
   });
 }
 
-python::Object add_watchlist(PyObject* self, const python::Arguments& given) {
+python::Object add_watchlist(PyObject* self, PyObject* plate, PyObject* label) {
   return store::in_scope(self, [&](const ScopeConnection& connection) {
-    const Object upper = python::call_method(given["plate"], kUpper);
-    const Object plate = python::call_method(upper.get(), kStrip);
-    const Object label = python::call_method(given["label"], kStrip);
+    const Object upper = python::call_method(plate, kUpper);
+    const Object stored_plate = python::call_method(upper.get(), kStrip);
+    const Object stored_label = python::call_method(label, kStrip);
     const Object created_at = store::local_timestamp();
-    const Object cursor = connection.execute(kInsertEntry, python::tuple(plate, label, created_at));
+    const Object cursor =
+        connection.execute(kInsertEntry, python::tuple(stored_plate, stored_label, created_at));
     connection.commit();
     return store::lastrowid(cursor);
   });
 }
 
 // True if there was one. Its alerts stay: they hold the label, not the entry.
-python::Object remove_watchlist(PyObject* self, const python::Arguments& given) {
+python::Object remove_watchlist(PyObject* self, PyObject* watchlist_id) {
   return store::in_scope(self, [&](const ScopeConnection& connection) {
-    const Object cursor = connection.execute(kDeleteEntry, python::tuple(given["watchlist_id"]));
+    const Object cursor = connection.execute(kDeleteEntry, python::tuple(watchlist_id));
     connection.commit();
     return python::boolean(store::changed_rows(cursor));
   });
 }
 
-python::Object check_watchlist(PyObject* self, const python::Arguments& given) {
-  PyObject* const plates = given["plates"];
+python::Object check_watchlist(PyObject* self, PyObject* plates) {
   Object matches = python::list();
   if (!python::truth(plates)) return matches;
   WatchedPlates watched;
@@ -113,7 +111,7 @@ python::Object check_watchlist(PyObject* self, const python::Arguments& given) {
     return python::none();
   });
   const Object each = python::iterator(plates);
-  MatchingPace pace;
+  python::GilSlice::Items pace;
   while (const Object detected = python::next(each.get()))
     match_all(detected, watched, matches, pace);
   watched.drop_all();

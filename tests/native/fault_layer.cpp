@@ -1,6 +1,6 @@
-// Makes SQLite's file operations and allocations fail or dawdle on demand, for the whole process:
-// the store's own connections and Python's meet the same faults. Loaded with ctypes; knows nothing
-// of the store.
+// Makes SQLite's file operations and allocations fail or dawdle on
+// demand, for the whole process: the store's own connections and Python's
+// meet the same faults. Loaded with ctypes; knows nothing of the store.
 
 #include <atomic>
 #include <chrono>
@@ -200,8 +200,8 @@ int fault_layer_install() {
   return sqlite3_vfs_register(&layer, 1);
 }
 
-// The nth file operation from now on fails with `code`, and the count - 1 behind it (all of them
-// for -1); 0 disarms.
+// The nth file operation from now on fails with `code`, and
+// the count - 1 behind it (all of them for -1); 0 disarms.
 void fault_layer_fail_at(long nth, int code, int count) { file_fault.arm(nth, code, count); }
 long fault_layer_calls() { return file_fault.seen(); }
 

@@ -2,23 +2,25 @@
 
 #include <Python.h>
 
+#include "dbapi/exception_translation.h"
 #include "json/reader.h"
 #include "json/standard_json.h"
 #include "json/writer.h"
-#include "store/guarded.h"
 
 namespace {
 
 PyObject* dumps(PyObject*, PyObject* value) {
-  return store::guarded<PyObject*>(nullptr, [&] { return json::dumps(value).release(); });
+  return dbapi::translate_exceptions<PyObject*>(nullptr,
+                                                [&] { return json::dumps(value).release(); });
 }
 
 PyObject* loads(PyObject*, PyObject* document) {
-  return store::guarded<PyObject*>(nullptr, [&] { return json::loads(document).release(); });
+  return dbapi::translate_exceptions<PyObject*>(nullptr,
+                                                [&] { return json::loads(document).release(); });
 }
 
 int execute(PyObject*) {
-  return store::guarded(-1, [] {
+  return dbapi::translate_exceptions(-1, [] {
     const auto json_module = python::Object::take(PyImport_ImportModule("json"));
     json::remember_standard_json(json_module.get());
     return 0;

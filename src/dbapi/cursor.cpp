@@ -1,0 +1,180 @@
+#include "dbapi/cursor.h"
+
+#include "dbapi/connection_call.h"
+#include "dbapi/cursor_type.h"
+#include "dbapi/exception_translation.h"
+#include "dbapi/parameters.h"
+#include "dbapi/row_shape.h"
+#include "dbapi/standard_sqlite3.h"
+#include "python/calls.h"
+#include "python/native_type.h"
+#include "python/positional.h"
+#include "python/values.h"
+
+namespace dbapi {
+
+namespace {
+
+using python::Object;
+using sqlite::Statement;
+
+class Locked {
+ public:
+  explicit Locked(Cursor& cursor) : cursor_(cursor) { cursor.locked = true; }
+  ~Locked() { cursor_.locked = false; }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+
+ private:
+  Cursor& cursor_;
+};
+
+// Lets go of what the cursor ran before and prepares the new statement.
+Statement& change_statement(Cursor& cursor, PyObject* sql) {
+  cursor.description = python::none();
+  cursor.shape = Object();
+  forget_rows(cursor);
+  cursor.statement = prepare(cursor.connected(), sql);
+  cursor.rowcount = cursor.statement->changes_rows() ? 0 : -1;
+  return *cursor.statement;
+}
+
+Statement::Step step(Cursor& cursor) {
+  const ConnectionCall call(cursor.connected());
+  const Statement::Step result = cursor.statement->step();
+  if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
+    cursor.rowcount += cursor.connected().database->changes();
+  }
+  return result;
+}
+
+void describe(Cursor& cursor) {
+  if (cursor.shape || cursor.statement->column_count() == 0) return;
+  cursor.shape = shape_of_rows(*cursor.statement);
+  cursor.description = RowShape::of(cursor.shape.get()).description;
+}
+
+// Runs the statement once. Returns false if there was nothing to run.
+bool run(Cursor& cursor, PyObject* parameters) {
+  bind_parameters(*cursor.statement, parameters);
+  // Python code that binding ran may have closed the connection.
+  check_open(cursor.connected());
+  const Statement::Step result = step(cursor);
+  if (result == Statement::Step::kNothingToRun) return false;
+  describe(cursor);
+  cursor.on_row = result == Statement::Step::kRow;
+  return true;
+}
+
+// Runs `body`, and if it throws leaves the cursor without statement and count.
+template <typename Body>
+void executing(Cursor& cursor, Body body) {
+  try {
+    check_usable(cursor);
+  } catch (const python::PythonError&) {
+    cursor.rowcount = -1;
+    throw;
+  }
+  const python::GilSlice::Entry entry;
+  const Locked locked(cursor);
+  try {
+    body();
+  } catch (...) {
+    forget_rows(cursor);
+    cursor.rowcount = -1;
+    rethrow_as_python_error();
+  }
+  if (!cursor.on_row) forget_rows(cursor);
+}
+
+}  // namespace
+
+void check_not_locked(const Cursor& cursor) {
+  if (!cursor.locked) return;
+  python::raise(standard_sqlite3().programming_error, "Recursive use of cursors not allowed.");
+}
+
+void check_usable(const Cursor& cursor) {
+  if (!cursor.connection) {
+    python::raise(standard_sqlite3().programming_error, "Base Cursor.__init__ not called.");
+  }
+  if (cursor.closed)
+    python::raise(standard_sqlite3().programming_error, "Cannot operate on a closed cursor.");
+  check_thread(cursor.connected());
+  check_open(cursor.connected());
+  check_not_locked(cursor);
+}
+
+python::Object make_cursor(Connection& connection) {
+  Object object = Object::take(python::make_instance<Cursor>(cursor_type()).object());
+  connect(Cursor::of(object.get()), connection.object());
+  return object;
+}
+
+void connect(Cursor& cursor, PyObject* connection) {
+  if (cursor.connection) forget_rows(cursor);
+  cursor.connection = Object::share(connection);
+  cursor.description = python::none();
+  cursor.shape = Object();
+  cursor.lastrowid = python::none();
+  cursor.row_factory = python::none();
+  cursor.arraysize = 1;
+  cursor.rowcount = -1;
+  cursor.closed = false;
+}
+
+void forget_batch(Cursor& cursor) noexcept {
+  cursor.batch.clear();
+  cursor.next_in_batch = 0;
+  cursor.latest = Object();
+}
+
+void forget_rows(Cursor& cursor) noexcept {
+  forget_batch(cursor);
+  cursor.on_row = false;
+  cursor.failure.reset();
+  discard(cursor.connected(), std::move(cursor.statement));
+}
+
+void execute(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+  executing(cursor, [&] {
+    const Object none_given = parameters == nullptr ? Object::take(PyTuple_New(0)) : Object();
+    change_statement(cursor, sql);
+    begin_if_needed(cursor.connected(), *cursor.statement);
+    if (!run(cursor, parameters == nullptr ? none_given.get() : parameters)) return;
+    cursor.lastrowid = python::integer(cursor.connected().database->last_insert_rowid());
+  });
+}
+
+void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+  executing(cursor, [&] {
+    const Object sets =
+        PyIter_Check(parameters) != 0 ? Object::share(parameters) : python::iterator(parameters);
+    if (change_statement(cursor, sql).read_only()) {
+      python::raise(standard_sqlite3().programming_error,
+                    "executemany() can only execute DML statements.");
+    }
+    begin_if_needed(cursor.connected(), *cursor.statement);
+    python::GilSlice::LongSteps pace;
+    while (const Object set = python::next(sets.get())) {
+      run(cursor, set.get());
+      pace.step();
+    }
+  });
+}
+
+void executescript(Cursor& cursor, PyObject* script) {
+  python::check_text("executescript", "argument", script);
+  const python::Utf8 text = python::utf8_of(script);
+  if (text.holds_nul()) python::raise(PyExc_ValueError, "embedded null character");
+  check_usable(cursor);
+  Connection& connection = cursor.connected();
+  if (text.size > static_cast<std::size_t>(connection.database->longest_sql())) {
+    python::raise(standard_sqlite3().data_error, "query string is too large");
+  }
+  commit(connection);
+  const ConnectionCall call(connection);
+  connection.database->run_script(text.bytes);
+}
+
+}  // namespace dbapi
