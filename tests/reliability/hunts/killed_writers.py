@@ -124,8 +124,10 @@ class _Process:
         # The last line may have been cut off with its writer.
         return [line.split() for line in self.said.read_text().split("\n")[:-1]]
 
-    def wait_for_words(self, count: int) -> None:
-        while len(self.words()) < count:
+    def wait_for_words(self, count: int, seconds: float) -> None:
+        """Lets it work; one that stands in line for the file is killed there."""
+        end = time.monotonic() + seconds
+        while len(self.words()) < count and time.monotonic() < end:
             if self.errors.stat().st_size > 0:
                 raise Find(f"{self.name}: {self.errors.read_text()}")
             time.sleep(0.001)
@@ -215,8 +217,8 @@ def play(seed: int, folder: Path) -> Counter[str]:
         for _ in range(KILLS):
             # Writers most of the time.
             role = dice.choice([name for name in processes for _ in range(1 + 4 * ("w" in name))])
-            processes[role].wait_for_words(dice.randint(1, 8))
-            time.sleep(dice.random() * 0.003)
+            processes[role].wait_for_words(dice.randint(1, 8), seconds=dice.random() * 0.1)
+            time.sleep(dice.random() * 0.002)
             acknowledged += processes.pop(role).kill()
             start(role)
             figures["kills"] += 1
