@@ -11,6 +11,12 @@ TESTS ?= tests
 PYTEST_ARGS ?= --numprocesses auto --dist loadfile
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
+# What to hunt with (all of tests/reliability/hunts when empty), for how long, from which seed on, and
+# under which sanitizer: make hunt HUNTS=power_loss SECONDS=3600 SANITIZER=asan
+HUNTS ?=
+SECONDS ?= 120
+SEED ?=
+SANITIZER ?=
 
 venv := .venv
 python := $(venv)/bin/python
@@ -56,6 +62,15 @@ asan tsan:
 	$(venv)/bin/cmake --preset $@ --log-level=WARNING
 	$(venv)/bin/cmake --build --preset $@
 	tools/with_sanitizer.sh $@ $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
+
+.PHONY: hunt
+hunt: build ## look for faults at random (SECONDS= and SEED= say how long and from where)
+ifneq ($(SANITIZER),)
+	$(venv)/bin/cmake --preset $(SANITIZER) --log-level=WARNING
+	$(venv)/bin/cmake --build --preset $(SANITIZER)
+endif
+	PYTHONPATH=tests $(addprefix tools/with_sanitizer.sh ,$(SANITIZER)) \
+	  $(python) -m reliability.hunts --seconds $(SECONDS) $(addprefix --seed ,$(SEED)) $(HUNTS)
 
 .PHONY: bench
 bench: build ## time the store beside its peers

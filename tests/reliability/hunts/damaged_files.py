@@ -1,7 +1,7 @@
 """A valid file damaged at random: every operation ends in a result or an error, as in Python.
 
-Bytes and pages are changed, files cut, journals and logs left over or broken. The twin runs the same
-operations on a copy: results, errors and the files afterwards are the same. A crash ends this
+Bytes and pages are changed, files cut, journals and logs left over or broken. The twin runs the
+same operations on a copy: results, errors and the files afterwards are the same. A crash ends this
 process, and whoever started it knows the seed.
 """
 
@@ -134,7 +134,7 @@ def damage(data: bytearray, dice: random.Random) -> bytearray:
     elif way == 9:
         del data[dice.choice([dice.randrange(len(data)), one, 100, 0]) :]
     elif way == 10:
-        data += dice.choice([dice.randbytes(page), bytes(page), data[:page]])
+        data += dice.choice([dice.randbytes(page), bytes(page), bytes(data[:page])])
     else:
         old, new = dice.choice(WORDS)
         data[:] = data.replace(old, new, dice.choice([1, -1]))
@@ -212,7 +212,11 @@ def _contents(path: Path) -> Any:
         with closing(sqlite3.connect(path)) as connection:
             master = connection.execute("SELECT name, sql FROM sqlite_master").fetchall()
             return [
-                (name, sql and database.collapse(sql), connection.execute(f"SELECT * FROM {name}").fetchall())
+                (
+                    name,
+                    sql and database.collapse(sql),
+                    connection.execute(f"SELECT * FROM {name}").fetchall(),
+                )
                 if sql and sql.startswith("CREATE TABLE")
                 else name
                 for name, sql in master

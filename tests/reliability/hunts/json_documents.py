@@ -152,7 +152,7 @@ class Level(enum.IntEnum):
     HIGH = 7
 
 
-class Colour(str, enum.Enum):
+class Colour(str, enum.Enum):  # noqa: UP042  as older code has them
     RED = "red"
 
 
@@ -239,7 +239,7 @@ def play(seed: int, folder: Path) -> Counter[str]:
 
 
 def nest(dice: random.Random, depth: int) -> None:
-    """Many levels: as Python does it where that is no matter of the stack, else an end of any kind."""
+    """Many levels: as in Python where that is no matter of the stack, else an end of any kind."""
     opening, closing = dice.choice([("[", "]"), ('{"a":', "}"), ('[{"b":[', "]}]")])
     text = opening * depth + "1" + closing * dice.choice([depth, depth, depth - 1])
     value: Any = []

@@ -1,4 +1,4 @@
-"""Processes that write are killed in the middle, again and again, beside a reader and one that trims.
+"""Writing processes are killed in the middle, again and again, beside a reader and a trimming one.
 
 Each writer notes which rows were acknowledged, in a file that outlives it. What was acknowledged is
 there, unless it was trimmed or deleted; rows are whole; an operation on several rows was done as a

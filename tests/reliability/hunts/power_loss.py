@@ -1,17 +1,19 @@
 """The power fails at every step of random operations.
 
 Opened again, the file is sound and holds every acknowledged operation; the one that was running is
-there as a whole or not at all. SQLite's default does not sync the directory after it has removed the
-journal that ends a transaction, so where names of files may come back, it may lose the transaction
-acknowledged last (never more, and nothing is damaged); `synchronous = EXTRA`, a journal that is kept
-or emptied, and a write-ahead log lose nothing.
+there as a whole or not at all. SQLite's default does not sync the directory after it has removed
+the journal that ends a transaction, so where names of files may come back, it may lose the
+transaction acknowledged last (never more, and nothing is damaged); `synchronous = EXTRA`, a journal
+that is kept or emptied, and a write-ahead log lose nothing.
 """
 
 from __future__ import annotations
 
 import random
+import sqlite3
 from collections import Counter
 from collections.abc import Callable
+from contextlib import closing
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
@@ -230,11 +232,8 @@ def lose_power_while_opening(
     kind = store_class(setting)
     older = dice.random() < 0.5
     if older:
-        bare = ANPRDatabase.__new__(ANPRDatabase)
-        bare.db_path = folder / "anpr.db"
-        connection = bare._get_conn()
-        connection.executescript(OLD_LAYOUT)
-        connection.close()
+        with closing(sqlite3.connect(path)) as connection:
+            connection.executescript(OLD_LAYOUT)
     power_disk.record(0)
     whole = _state(kind(path))
     names = _names(kind(path))
@@ -252,7 +251,8 @@ def lose_power_while_opening(
             except Exception as error:
                 raise Find(
                     f"setting {setting.name!r}, opening {'an older' if older else 'a new'} file,"
-                    f" power loss {loss} after step {steps}, {'un' if number % 2 else ''}safe names:"
+                    f" power loss {loss} after step {steps}, names of files"
+                    f" {'may vanish' if number % 2 else 'are safe'}:"
                     f" {type(error).__name__}: {error}"
                 ) from error
             figures["power losses"] += 1

@@ -20,7 +20,7 @@ from typing import Any
 # Nothing takes that long in one round, on the slowest machine and under a sanitizer: it hangs.
 HANG_SECONDS = 540
 
-# Thousands of files are made, each synced often: no disk is made to wait for them where it need not.
+# Thousands of files are made and synced: no disk has to wait for them where there is memory.
 MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
 
 

@@ -27,7 +27,7 @@ class Report:
 
 
 def run(hunt: str, seed: int, rounds: int = 1, seconds: float = 0) -> Report:
-    """Plays rounds with the seeds from this one on, until a find, or enough of them, or the time."""
+    """Plays rounds with the seeds from this one on, until a find or the end of number and time."""
     report = Report(hunt)
     began = time.monotonic()
     search = [str(TESTS), os.environ.get("PYTHONPATH", "")]
