@@ -11,6 +11,12 @@ TESTS ?= tests
 PYTEST_ARGS ?= --numprocesses auto --dist loadfile
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
+# What to hunt with (all of tests/reliability/hunts when empty), for how long, from which seed on, and
+# under which sanitizer: make hunt HUNTS=power_loss SECONDS=3600 SANITIZER=asan
+HUNTS ?=
+SECONDS ?= 120
+SEED ?=
+SANITIZER ?=
 
 venv := .venv
 python := $(venv)/bin/python
@@ -69,6 +75,15 @@ coverage: build ## line coverage of src/ by all tests; at least 97 %
 	find build/coverage -name '*.gcda' -delete
 	PYTHONPATH=$(CURDIR)/build/coverage/stage $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
 	$(venv)/bin/gcovr --config tools/gcovr.cfg build/coverage
+
+.PHONY: hunt
+hunt: build ## look for faults at random (SECONDS= and SEED= say how long and from where)
+ifneq ($(SANITIZER),)
+	$(venv)/bin/cmake --preset $(SANITIZER) --log-level=WARNING
+	$(venv)/bin/cmake --build --preset $(SANITIZER)
+endif
+	PYTHONPATH=tests $(addprefix tools/with_sanitizer.sh ,$(SANITIZER)) \
+	  $(python) -m reliability.hunts --seconds $(SECONDS) $(addprefix --seed ,$(SEED)) $(HUNTS)
 
 .PHONY: bench
 bench: build ## time the store beside its peers
