@@ -10,6 +10,7 @@ from __future__ import annotations
 import logging
 import os
 import sys
+from contextlib import suppress
 
 import uvicorn
 
@@ -37,7 +38,8 @@ def main() -> int:
     listening = config.bind_socket()
     listening.listen(config.backlog)
     print(f"The page: http://{HOST}:{listening.getsockname()[1]}/", flush=True)
-    uvicorn.Server(config).run(sockets=[listening])
+    with suppress(KeyboardInterrupt):  # Ctrl-C: raised again when everything has ended
+        uvicorn.Server(config).run(sockets=[listening])
     return 0
 
 

@@ -18,6 +18,7 @@ sys.path.append(str(ROOT / "tests"))
 
 from selenium.webdriver.common.by import By  # noqa: E402
 from selenium.webdriver.support.wait import WebDriverWait  # noqa: E402
+
 from support.browser import browser, missing  # noqa: E402
 from support.server_process import running_server  # noqa: E402
 

@@ -5,9 +5,9 @@ import { openDetail } from "./detail.js";
 import { buttonIn, byId, follow, make } from "./dom.js";
 import { chosen, onChange } from "./filters.js";
 import { repeat } from "./repeat.js";
-import { clock, day, milliseconds, plates, vehicle } from "./texts.js";
+import { clock, day, milliseconds, moment, plates, vehicle } from "./texts.js";
 
-const PAGE = 30;
+const PAGE = 20;
 
 // An older page counts from the newest detection that was there when it was asked for: what has
 // come since would shift it.
@@ -25,7 +25,11 @@ async function refresh() {
   const alerts = await alertsOf(records);
   if (page === 0) countedFrom = records[0]?.timestamp ?? countedFrom;
 
-  const shown = records.map((record) => ({ ...record, alerts: alerts[record.id] ?? [] }));
+  const shown = records.map((record) => ({
+    ...record,
+    alerts: alerts[record.id] ?? [],
+    today: countedFrom !== null && day(record.timestamp) === day(countedFrom),
+  }));
   const fresh = follow(byId("rows"), shown, (record) => record.id, fill);
   if (!firstTime && page === 0) fresh.forEach((item) => item.classList.add("arrived"));
   firstTime = false;
@@ -50,8 +54,8 @@ async function alertsOf(records) {
 
 function fill(item, record) {
   item.classList.toggle("watched", record.alerts.length > 0);
-  const when = make("time", { dateTime: record.timestamp, title: day(record.timestamp) });
-  when.textContent = page === 0 ? clock(record.timestamp) : record.timestamp.slice(5, 16).replace("T", " ");
+  const when = make("time", { dateTime: record.timestamp, title: record.timestamp });
+  when.textContent = record.today ? clock(record.timestamp) : moment(record.timestamp);
   const what = plates(record);
   for (const label of new Set(record.alerts.map((alert) => alert.watchlist_label || "watched"))) {
     what.append(make("span", { className: "label", textContent: label }));

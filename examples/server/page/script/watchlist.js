@@ -12,7 +12,7 @@ const refresh = async () =>
   follow(byId("watchlist"), await get("api/watchlist"), (entry) => entry.id, fill);
 
 function fill(item, entry) {
-  const since = `since ${day(entry.created_at)}`;
+  const since = make("span", { className: "since", textContent: `since ${day(entry.created_at)}` });
   const remove = make("button", { type: "button", textContent: "Remove" });
   remove.setAttribute("aria-label", `Stop watching ${entry.plate}`);
   remove.onclick = () => change(() => call("DELETE", `api/watchlist/${entry.id}`));
@@ -21,7 +21,7 @@ function fill(item, entry) {
       "div",
       {},
       make("bdi", { textContent: entry.plate }),
-      make("small", { textContent: entry.label ? `${entry.label}, ${since}` : since }),
+      make("small", {}, entry.label ? `${entry.label}, ` : "", since),
     ),
     remove,
   );
