@@ -67,7 +67,7 @@ bench: build ## time the store beside its peers
 
 .PHONY: bench-server
 bench-server: build ## load the example server over the store and over its twin
-	$(python) benchmarks/server/run.py $(BENCH_ARGS)
+	$(python) benchmarks/run_server_load.py $(BENCH_ARGS)
 
 .PHONY: build
 build: $(installed) ## set up .venv with the store and everything these targets need
