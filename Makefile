@@ -8,7 +8,7 @@ SHELL := /bin/bash
 # PYTHON= names the Python 3.12 to make .venv with; one is looked for when it is not given.
 # What to test, and how: make test TESTS=tests/json PYTEST_ARGS='-k surrogate -x'
 TESTS ?= tests
-PYTEST_ARGS ?= --numprocesses auto --dist loadfile
+PYTEST_ARGS ?= --numprocesses auto --dist loadfile -rs
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
 

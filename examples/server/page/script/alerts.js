@@ -39,9 +39,8 @@ function fill(item, alert) {
   );
 }
 
-byId("mark-read").onclick = async () => {
-  await call("POST", "api/alerts/read");
-  update();
-};
+// A refusal leaves them unread, as is seen at once.
+byId("mark-read").onclick = () =>
+  call("POST", "api/alerts/read").catch(console.warn).finally(update);
 
 const update = repeat(1, refresh);

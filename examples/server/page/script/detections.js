@@ -13,16 +13,18 @@ const PAGE = 20;
 // come since would shift it.
 let page = 0;
 let countedFrom = null;
-let filtered = false;
 let firstTime = true;
+let turns = 0; // an answer that was asked for before the last one of them is out of date
 
 async function refresh() {
+  const asking = turns;
   const filters = chosen();
   const asked = { ...filters, limit: PAGE, offset: page * PAGE };
-  if (page > 0 && (!asked.date_to || asked.date_to > day(countedFrom))) asked.date_to = countedFrom;
-  filtered = Object.keys(filters).length > 0;
+  if (page > 0 && (!asked.date_to || asked.date_to >= day(countedFrom))) asked.date_to = countedFrom;
+  const filtered = Object.keys(filters).length > 0;
   const records = await get(filtered ? "api/search" : "api/detections", asked);
   const alerts = await alertsOf(records);
+  if (asking !== turns) return;
   if (page === 0) countedFrom = records[0]?.timestamp ?? countedFrom;
 
   const shown = records.map((record) => ({
@@ -34,14 +36,14 @@ async function refresh() {
   if (!firstTime && page === 0) fresh.forEach((item) => item.classList.add("arrived"));
   firstTime = false;
 
-  byId("detections-title").textContent = title();
+  byId("detections-title").textContent = title(filtered);
   byId("newest").disabled = byId("newer").disabled = page === 0;
   // A page that is filtered by confidence may be short although there are more.
   const full = records.length === PAGE || "min_confidence" in filters;
   byId("older").disabled = !full || countedFrom === null;
 }
 
-function title() {
+function title(filtered) {
   const what = filtered ? "Found detections" : "Newest detections";
   return page === 0 ? what : `${what}, page ${page + 1}`;
 }
@@ -72,6 +74,7 @@ function fill(item, record) {
 
 function turnTo(number) {
   page = number;
+  turns += 1;
   byId("rows").replaceChildren();
   firstTime = true;
   return update();

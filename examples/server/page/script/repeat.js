@@ -1,10 +1,14 @@
 // What is asked of the server again and again.
 
+import { Refused } from "./api.js";
 import { byId } from "./dom.js";
 
+// What each repeated work last failed with; one that succeeded is not in it.
+const troubles = new Map();
+
 // Runs `work` now and then every so many seconds, one run at a time, and not while the page is
-// hidden. Gives a function that runs it at once, for after a change. A run that fails is shown as
-// a lost connection, and the next one tries again.
+// hidden. Gives a function that runs it at once, for after a change. The header says when a run
+// has failed, and the next one tries again.
 export function repeat(seconds, work) {
   let timer = 0;
   let running = null;
@@ -27,11 +31,12 @@ export function repeat(seconds, work) {
     if (document.hidden) return;
     try {
       await work();
-      connection("live");
+      troubles.delete(work);
     } catch (error) {
       console.warn(error);
-      connection("lost");
+      troubles.set(work, error instanceof Refused ? error.message : "no connection");
     }
+    showTroubles();
   }
 
   document.addEventListener("visibilitychange", () => document.hidden || run());
@@ -39,9 +44,10 @@ export function repeat(seconds, work) {
   return run;
 }
 
-function connection(state) {
+function showTroubles() {
+  const [trouble] = troubles.values();
   const place = byId("connection");
-  if (place.className === state) return;
-  place.className = state;
-  place.textContent = state === "live" ? "live" : "no connection";
+  const text = trouble ?? "live";
+  place.className = trouble === undefined ? "live" : "lost";
+  if (place.textContent !== text) place.textContent = text;
 }
