@@ -24,8 +24,8 @@ from support.server_process import running_server  # noqa: E402
 
 IMAGES = ROOT / "docs" / "images"
 PICTURES = {  # width, height, dark
-    "page_light": (1280, 900, False),
-    "page_dark": (1280, 900, True),
+    "page_light": (1280, 1250, False),
+    "page_dark": (1280, 1250, True),
     "page_phone": (390, 844, False),
 }
 ARRIVALS = 8  # seconds in which some detections arrive

@@ -29,6 +29,7 @@ class Load:
     def __init__(self, seconds: float) -> None:
         self.begin = time.perf_counter() + WARM_UP
         self.end = self.begin + seconds
+        self.requests = 0  # the uncounted ones too
         self.took: list[float] = []
         self.failed: Counter[str] = Counter()
 
@@ -39,6 +40,7 @@ class Load:
             head = (await reader.readuntil(b"\r\n\r\n")).decode("latin-1")
             await reader.readexactly(content_length(head))
             ended = time.perf_counter()
+            self.requests += 1
             # What is under way at either edge is left out, so each round counts whole requests.
             if started < self.begin or ended > self.end:
                 continue
@@ -65,7 +67,8 @@ async def main(port: int, connections: int, seconds: float, seed: int, detection
             rng = Random(seed * 1000 + number)
             group.create_task(load.connection(port, rng, detections))
     milliseconds = sorted(each * 1000 for each in load.took)
-    print(json.dumps({"milliseconds": milliseconds, "failed": load.failed}))
+    counted = {"requests": load.requests, "milliseconds": milliseconds, "failed": load.failed}
+    print(json.dumps(counted))
 
 
 if __name__ == "__main__":

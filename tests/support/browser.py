@@ -52,7 +52,9 @@ def browser(width: int = 1280, height: int = 900, dark: bool = False) -> Iterato
         # What the page says in its console, refused fetches and errors of its scripts among it.
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         # With the driver named, Selenium does not look for one on the network.
-        service = webdriver.ChromeService(executable_path=shutil.which(DRIVER))
+        # A sanitizer's runtime, loaded first into Python, is none for a browser.
+        environment = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
+        service = webdriver.ChromeService(executable_path=shutil.which(DRIVER), env=environment)
         driver = webdriver.Chrome(options=options, service=service)
         try:
             yield driver

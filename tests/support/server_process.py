@@ -19,7 +19,9 @@ class ServerProcess:
     """A running server: its address, and what it has written so far once it has ended."""
 
     def __init__(self, database: Path, **settings: str) -> None:
-        environment = {name: value for name, value in os.environ.items() if "ANPR" not in name}
+        environment = {
+            name: value for name, value in os.environ.items() if not name.startswith("ANPR_")
+        }
         environment |= {"ANPR_DATABASE": str(database), "ANPR_PORT": "0", **settings}
         self.log = ""
         self._process = subprocess.Popen(
