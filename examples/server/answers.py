@@ -2,8 +2,9 @@
 
 A record may hold NaN (a confidence that could not be computed), infinity, lone surrogates (half
 of a UTF-16 pair in a text) and bytes (written by another program). FastAPI's own answers fail on
-these with status 500, also when a `response_model` is given. A route that returns one of ours is
-taken at its word: its `response_model` describes the answer and is not applied to it.
+these with status 500. A `response_model` makes `null` of NaN and infinity, and still fails on
+surrogates and on whatever does not fit it. A route that returns one of ours is taken at its word:
+its `response_model` describes the answer and is not applied to it.
 """
 
 from __future__ import annotations
