@@ -6,6 +6,7 @@ to the microsecond, and one with a zone becomes local time.
 
 from __future__ import annotations
 
+from contextlib import suppress
 from datetime import date, datetime, time
 from typing import Annotated
 
@@ -39,5 +40,8 @@ def _local(bound: Bound, of_a_day: time) -> str | None:
     if not isinstance(bound, datetime):
         bound = datetime.combine(bound, of_a_day)
     elif bound.tzinfo is not None:
-        bound = bound.astimezone().replace(tzinfo=None)
+        # At the calendar's edges there may be no such local time, and no detection either.
+        with suppress(OverflowError):
+            bound = bound.astimezone()
+        bound = bound.replace(tzinfo=None)
     return bound.isoformat()

@@ -15,7 +15,7 @@ from server.answers import Answer
 RETRY_AFTER_SECONDS = 1
 
 
-def is_busy(error: sqlite3.OperationalError) -> bool:
+def is_busy(error: sqlite3.Error) -> bool:
     """Whether another connection held the file's lock for as long as the store waits for it."""
     # The low byte is the kind of error, the others say more about it. An error that did not come
     # from the engine has no code.

@@ -48,14 +48,21 @@ def record(store: ANPRDatabase, image: Recognition) -> Recorded:
 def _alert(
     store: ANPRDatabase, plate: str, label: str, detection_id: int, confidence: float
 ) -> int | None:
-    """The new alert's id; None, and an error in the log, if the file stayed locked."""
+    """The new alert's id; None, and an error in the log, if the file stayed locked or failed."""
     # A column of text holds no lone surrogate; in the detection's list it is kept.
     plate = plate.encode("utf-8", "replace").decode("utf-8")
     for _ in range(ATTEMPTS):
         try:
             return store.add_alert(plate, label, detection_id, confidence)
-        except sqlite3.OperationalError as error:
+        except sqlite3.Error as error:
+            failure = error
             if not is_busy(error):
-                raise
-    log.error("No alert could be kept for %s (%s) in detection %d", plate, label, detection_id)
+                break
+    log.error(
+        "No alert could be kept for %s (%s) in detection %d: %s",
+        plate,
+        label,
+        detection_id,
+        failure,
+    )
     return None

@@ -84,6 +84,22 @@ def test_an_alert_that_cannot_be_kept_is_told_and_the_detection_stays(
         assert len(client.get("/api/detections").json()) == 1
 
 
+def test_an_alert_that_fails_otherwise_is_told_at_once(settings, caplog):
+    class NoAlerts(ANPRDatabase):
+        tried = 0
+
+        def add_alert(self, *arguments):
+            NoAlerts.tried += 1
+            raise sqlite3.OperationalError("database or disk is full")
+
+    with TestClient(create_app(settings, NoAlerts)) as client:
+        client.post("/api/watchlist", json={"plate": "AB 1"})
+        answer = client.post("/api/detections", json=recognition("AB 1"))
+        assert [match["alert_id"] for match in answer.json()["matches"]] == [None]
+    assert NoAlerts.tried == 1
+    assert "disk is full" in caplog.text
+
+
 def test_any_other_failure_of_the_file_is_a_500(application, db_path):
     with TestClient(application, raise_server_exceptions=False) as client:
         run_script(db_path, "DROP TABLE watchlist")

@@ -74,6 +74,13 @@ def test_a_bound_with_a_zone_becomes_local_time(client, record):
     assert len(client.get("/api/detections", params=params).json()) == 1
 
 
+@pytest.mark.parametrize("bound", ["0001-01-01T00:00:00+14:00", "9999-12-31T23:59:59-14:00"])
+def test_a_bound_at_the_calendars_edge_is_taken(client, record, bound):
+    record("AB 1")
+    found = client.get("/api/detections", params={"date_from": bound})
+    assert (found.status_code, len(found.json())) == (200, bound.startswith("0"))
+
+
 def test_image_paths_are_both_written(client, record):
     record("AB 1", image_path="before.jpg", thumbnail_path="small.jpg")
     answer = client.put("/api/detections/1/image-paths", json={"image_path": "after.jpg"})
