@@ -51,18 +51,12 @@ def _alert(
     """The new alert's id; None, and an error in the log, if the file stayed locked or failed."""
     # A column of text holds no lone surrogate; in the detection's list it is kept.
     plate = plate.encode("utf-8", "replace").decode("utf-8")
-    for _ in range(ATTEMPTS):
+    for attempt in range(1, ATTEMPTS + 1):
         try:
             return store.add_alert(plate, label, detection_id, confidence)
         except sqlite3.Error as error:
-            failure = error
-            if not is_busy(error):
-                break
-    log.error(
-        "No alert could be kept for %s (%s) in detection %d: %s",
-        plate,
-        label,
-        detection_id,
-        failure,
-    )
+            if is_busy(error) and attempt < ATTEMPTS:
+                continue
+            log.error("No alert for %s (%s) in detection %d: %s", plate, label, detection_id, error)
+            break
     return None

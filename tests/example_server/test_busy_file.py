@@ -80,7 +80,7 @@ def test_an_alert_that_cannot_be_kept_is_told_and_the_detection_stays(
             answer = client.post("/api/detections", json=recognition("AB 1"))
         assert answer.status_code == 201
         assert [match["alert_id"] for match in answer.json()["matches"]] == [None]
-        assert "No alert could be kept for AB 1" in caplog.text
+        assert "No alert for AB 1 () in detection 1: database is locked" in caplog.text
         assert len(client.get("/api/detections").json()) == 1
 
 
