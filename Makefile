@@ -8,7 +8,7 @@ SHELL := /bin/bash
 # PYTHON= names the Python 3.12 to make .venv with; one is looked for when it is not given.
 # What to test, and how: make test TESTS=tests/json PYTEST_ARGS='-k surrogate -x'
 TESTS ?= tests
-PYTEST_ARGS ?= --numprocesses auto --dist loadfile
+PYTEST_ARGS ?= --numprocesses auto --dist loadfile -rs
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
 # What to hunt with (all of tests/reliability/hunts when empty), for how long, from which seed on, and
@@ -28,11 +28,15 @@ build_inputs := $(sources) $(shell find cmake stubs -type f) CMakeLists.txt pypr
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-8s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-12s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
 
 .PHONY: demo
 demo: build ## follow a few hundred recognised images through the store
 	$(python) examples/road_of_an_image.py
+
+.PHONY: server
+server: build ## run the example server on 127.0.0.1, filled with recognised images
+	$(python) examples/run_server.py
 
 .PHONY: test
 test: build ## run all tests (TESTS= picks some, PYTEST_ARGS= replaces pytest's options)
@@ -89,6 +93,10 @@ endif
 bench: build ## time the store beside its peers
 	$(python) benchmarks/run.py $(BENCH_ARGS)
 
+.PHONY: bench-server
+bench-server: build ## load the example server over the store and over its twin
+	$(python) benchmarks/run_server_load.py $(BENCH_ARGS)
+
 .PHONY: build
 build: $(installed) ## set up .venv with the store and everything these targets need
 
@@ -104,7 +112,7 @@ clean: ## remove everything that make made
 	find . -name __pycache__ -type d -prune -exec rm -rf {} +
 
 # Made again also when its interpreter has gone: a dangling link does not count as a file.
-$(packages): requirements-dev.txt $(if $(wildcard $(python)),,missing-python)
+$(packages): requirements-dev.txt examples/server/requirements.txt $(if $(wildcard $(python)),,missing-python)
 	python=$$(tools/find_python.sh) && "$$python" -m venv $(venv)
 	$(python) -m pip install --quiet --disable-pip-version-check --requirement requirements-dev.txt
 	@touch $@
