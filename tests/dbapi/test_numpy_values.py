@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process
+from support import child
 
 pytest.importorskip("numpy")
 
@@ -26,10 +26,10 @@ PROGRAM = """
 
 
 def test_as_they_are_they_become_blobs(tmp_path):
-    output = child_process.output(PROGRAM, str(tmp_path / "a.db"), "plain")
+    output = child.output(PROGRAM, str(tmp_path / "a.db"), "plain")
     assert output == "b'\\x00\\x00\\x00?' 0\nFalse\n[]\n"
 
 
 def test_an_adapter_makes_them_numbers(tmp_path):
-    output = child_process.output(PROGRAM, str(tmp_path / "a.db"), "adapted")
+    output = child.output(PROGRAM, str(tmp_path / "a.db"), "adapted")
     assert output == "0.5 0.5\nTrue\n[1]\n"
