@@ -135,10 +135,7 @@ given = functools.partial(ANPRDatabase(path).add_watchlist, Plate(), label=fresh
 print(given())
 print([(e["plate"], e["label"]) for e in plain.get_watchlist()][0])
 """
-    assert (
-        child.output(PRELUDE + program, str(tmp_path / "x.db"))
-        == "2\n('ab 1', 'a label')\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "2\n('ab 1', 'a label')\n"
 
 
 def test_a_default_may_be_replaced_while_the_call_runs(tmp_path):
@@ -154,10 +151,7 @@ class Plate:
 plain.add_watchlist(Plate())
 print([(e["plate"], e["label"]) for e in plain.get_watchlist()][0])
 """
-    assert (
-        child.output(PRELUDE + program, str(tmp_path / "x.db"))
-        == "('ab 1', 'the default')\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "('ab 1', 'the default')\n"
 
 
 def test_the_constructor_owns_its_path_and_its_object(tmp_path):
@@ -199,6 +193,4 @@ given = functools.partial(
 record = given()
 print(record["plates"], record["bboxes"], record["timestamp"][:2])
 """
-    assert (
-        child.output(PRELUDE + program, str(tmp_path / "x.db")) == "['AB123'] [[1, 2]] 20\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "['AB123'] [[1, 2]] 20\n"

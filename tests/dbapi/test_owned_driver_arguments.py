@@ -179,7 +179,5 @@ given()
 dropping.join()
 print(connection.execute("SELECT count(*) FROM t").fetchone()[0] == rows)
 """
-    output = child.output(
-        PRELUDE + WAITING + WAITERS[what] + program, str(tmp_path / "x.db")
-    )
+    output = child.output(PRELUDE + WAITING + WAITERS[what] + program, str(tmp_path / "x.db"))
     assert output == "True\n"
