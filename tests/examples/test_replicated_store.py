@@ -75,9 +75,11 @@ def is_ordinary(value):
 
 
 CALLS = st.one_of(
-    st.tuples(st.just(name), st.fixed_dictionaries(values).filter(is_ordinary))
-    for name, values in TRIED_WITH.items()
-    if name not in ("_init_schema", "_row_to_dict")
+    [
+        st.tuples(st.just(name), st.fixed_dictionaries(values).filter(is_ordinary))
+        for name, values in TRIED_WITH.items()
+        if name not in ("_init_schema", "_row_to_dict")
+    ]
 )
 
 
