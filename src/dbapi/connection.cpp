@@ -4,6 +4,7 @@
 
 #include "dbapi/connection_call.h"
 #include "dbapi/connection_type.h"
+#include "dbapi/one_engine.h"
 #include "dbapi/standard_sqlite3.h"
 #include "python/calls.h"
 #include "python/native_type.h"
@@ -46,6 +47,7 @@ void run(Connection& connection, const char* sql) {
 Object open_connection(PyObject* path) {
   audit("sqlite3.connect", path);
   const Object encoded = encoded_path(path);
+  warn_of_second_engine();
   std::unique_ptr<sqlite::Database> database = open_database(encoded);
   auto& connection = python::make_instance<Connection>(connection_type());
   Object object = Object::take(connection.object());

@@ -29,7 +29,7 @@ void Statement::reset_if_own() noexcept {
 Statement::Statement(const Database& database, const char* sql) {
   const char* rest = sql;
   handle_ = prepare(database.handle(), rest);
-  more_follows_ = first_statement(rest) != nullptr;
+  more_follows_ = !from_first_statement(rest).empty();
   changes_rows_ = sqlite::changes_rows(sql);
 }
 

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from support import child_process
+from support import child
 
 PROGRAM = """
 import builtins, gc, importlib, sys, types
@@ -62,7 +62,7 @@ def test_a_method_kept_from_a_failed_import_is_refused(tmp_path):
         "RuntimeError: this method was made by an import of "
         "zentrope_anpr.zentrope_anpr_server_db that failed"
     )
-    assert child_process.output(PROGRAM, str(tmp_path / "x.db")).splitlines() == [
+    assert child.output(PROGRAM, str(tmp_path / "x.db")).splitlines() == [
         "no static methods here",
         refused,
         "[]",

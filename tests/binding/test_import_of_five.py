@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process
+from support import child
 
 PRELUDE = """
 import builtins, collections.abc, datetime, importlib, json, pathlib, sqlite3, sys, typing
@@ -40,7 +40,7 @@ finally:
     builtins.__import__ = standard
 print(native == asked or (native, asked))
 """
-    assert child_process.output(PRELUDE + program.replace("\\\\n", "\\n")) == "True\n"
+    assert child.output(PRELUDE + program.replace("\\\\n", "\\n")) == "True\n"
 
 
 @pytest.mark.parametrize("missing", ["_sqlite3", "collections.abc"])
@@ -66,7 +66,7 @@ try:
 except sqlite3.ProgrammingError as error:
     print(error)
 """
-    assert child_process.output(PRELUDE + program, str(tmp_path / "x.db")) == (
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == (
         "{'mmc_color': 'red'} 1\n"
         "1 [{'plate': 'AB123', 'count': 1}]\n"
         "Error binding parameter 1: type 'list' is not supported\n"
@@ -91,6 +91,6 @@ builtins.__import__ = standard
 print(told[0] == told[1] or told, told[0])
 print(importlib.import_module(NAME).ANPRDatabase.__name__)
 """
-    assert child_process.output(PRELUDE + program) == (
+    assert child.output(PRELUDE + program) == (
         "True (<class 'ImportError'>, '__import__ not found')\nANPRDatabase\n"
     )

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process
+from support import child
 
 # Fresh texts, held by nobody but the caller that is about to drop them, and objects made afterwards
 # that take their memory.
@@ -120,7 +120,7 @@ def test_what_the_caller_drops_while_the_call_runs_stays_whole(tmp_path, name, d
     program = (ATEXIT if dropper == "atexit" else PARTIAL).format(
         name=name, arguments=arguments, look=look, expected=expected
     )
-    assert child_process.output(PRELUDE + program, str(tmp_path / "x.db")) == "True True\n"
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "True True\n"
 
 
 def test_a_plate_may_drop_the_call_that_asks_it_for_its_upper_case(tmp_path):
@@ -135,10 +135,7 @@ given = functools.partial(ANPRDatabase(path).add_watchlist, Plate(), label=fresh
 print(given())
 print([(e["plate"], e["label"]) for e in plain.get_watchlist()][0])
 """
-    assert (
-        child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
-        == "2\n('ab 1', 'a label')\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "2\n('ab 1', 'a label')\n"
 
 
 def test_a_default_may_be_replaced_while_the_call_runs(tmp_path):
@@ -154,10 +151,7 @@ class Plate:
 plain.add_watchlist(Plate())
 print([(e["plate"], e["label"]) for e in plain.get_watchlist()][0])
 """
-    assert (
-        child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
-        == "('ab 1', 'the default')\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "('ab 1', 'the default')\n"
 
 
 def test_the_constructor_owns_its_path_and_its_object(tmp_path):
@@ -174,7 +168,7 @@ given = functools.partial(store.__init__, Path())
 del store
 print(given(), gone())
 """
-    assert child_process.output(PRELUDE + program, str(tmp_path / "x.db")) == "None None\n"
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "None None\n"
 
 
 def test_a_static_method_owns_its_row(tmp_path):
@@ -199,6 +193,4 @@ given = functools.partial(
 record = given()
 print(record["plates"], record["bboxes"], record["timestamp"][:2])
 """
-    assert (
-        child_process.output(PRELUDE + program, str(tmp_path / "x.db")) == "['AB123'] [[1, 2]] 20\n"
-    )
+    assert child.output(PRELUDE + program, str(tmp_path / "x.db")) == "['AB123'] [[1, 2]] 20\n"

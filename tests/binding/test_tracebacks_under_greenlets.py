@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process
+from support import child
 
 pytest.importorskip("greenlet")
 
@@ -101,7 +101,7 @@ for name in FAILING:
 shown = [(name, [name]) for name in sorted(FAILING) if name != "_init_schema"]
 print(sorted(seen) == shown or seen)
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     *names, at_exit = output.splitlines()
     assert [line.split(maxsplit=1)[1] for line in names] == ["True"] * 8, output
     assert at_exit == "True"
@@ -130,5 +130,5 @@ print(answer)
 tags.clear()
 print(fail())
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "['get_history']\n['get_history']\n"

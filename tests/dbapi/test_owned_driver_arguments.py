@@ -6,7 +6,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 PRELUDE = """
 import functools, gc, sqlite3, sys, weakref
@@ -136,7 +136,7 @@ print([given()])
 
 @pytest.mark.parametrize("what", PROGRAMS)
 def test_what_was_dropped_stays_whole_until_the_call_ends(tmp_path: Path, what: str) -> None:
-    output = child_process.output(PRELUDE + PROGRAMS[what], str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + PROGRAMS[what], str(tmp_path / "x.db"))
     assert output == "[('bound', 'second')]\n"
 
 
@@ -179,7 +179,5 @@ given()
 dropping.join()
 print(connection.execute("SELECT count(*) FROM t").fetchone()[0] == rows)
 """
-    output = child_process.output(
-        PRELUDE + WAITING + WAITERS[what] + program, str(tmp_path / "x.db")
-    )
+    output = child.output(PRELUDE + WAITING + WAITERS[what] + program, str(tmp_path / "x.db"))
     assert output == "True\n"

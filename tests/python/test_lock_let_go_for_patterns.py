@@ -6,7 +6,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 PRELUDE = """
 import sys, threading, time
@@ -66,4 +66,4 @@ CALLS = {
 @pytest.mark.parametrize("what", CALLS)
 def test_other_threads_run_during_a_long_pattern(tmp_path: Path, what: str) -> None:
     program = PRELUDE.replace("RUN", CALLS[what])
-    assert child_process.output(program, str(tmp_path / "x.db")) == "True\n"
+    assert child.output(program, str(tmp_path / "x.db")) == "True\n"

@@ -11,7 +11,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 LOCKED = (
     "unable to open database file: this process was forked while a transaction was open on it, "
@@ -117,7 +117,7 @@ held.rollback()
 held.close()
 print(in_child(lambda: len(store.get_history(-1))))
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     refused = ["'locked'", "'locked'", "'locked'", "\"'locked'\"", "1"]
     attached = [f'"OperationalError: unable to open database: {tmp_path / "x.db"}"']
     lines = output.splitlines()
@@ -135,7 +135,7 @@ held.execute("SELECT * FROM detections").fetchall()
 print(in_child(lambda: (store.add_detection(*given), len(store.get_history()))))
 print(held.execute("SELECT count(*) FROM detections").fetchone()[0])
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "(2, 2)\n2\n"
 
 
@@ -158,7 +158,7 @@ print(in_child(inside))
 held.commit()
 print(held.execute("SELECT count(*) FROM t").fetchone()[0])
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     refused = (
         "'ProgrammingError: SQLite objects created in a process can only be used in that same "
         "process, not in its forks.'"
@@ -185,7 +185,7 @@ for _ in range(5):
     print(in_child(lambda: len(store.get_history())))
     thread.join()
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "1\n" * 5
 
 
@@ -205,7 +205,7 @@ time.sleep(0.1)
 print(in_child(store.get_history))
 print(store.get_history())
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "'busy'\n[]\n"
 
 
@@ -227,7 +227,7 @@ for thread in threads:
     thread.join()
 print(in_child(lambda: len(store.get_history())))
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "[]\n4\n"
 
 
@@ -288,7 +288,7 @@ print(answers, sum(known))
 print(len(store.get_history(-1)) == 1000 + len(added) + known[0])
 print(store._get_conn().execute("PRAGMA integrity_check").fetchone()[0])
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == f"{{}} {forks}\nTrue\nok\n"
 
 
@@ -298,6 +298,6 @@ store = ANPRDatabase(path)
 print({in_child(lambda: store.add_detection(*given) > 0) for _ in range(200)})
 print(len(store.get_history(-1)))
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output == "{'True'}\n200\n"
     assert not os.path.exists(tmp_path / "x.db-journal")

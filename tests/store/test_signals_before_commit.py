@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 PRELUDE = """
 import os, signal, sqlite3, sys, threading, time
@@ -79,7 +79,7 @@ try:
 finally:
     print("again", contents() != before)
 """
-    output = child_process.output(
+    output = child.output(
         PRELUDE + (foreign if connection == "sqlite3" else "") + program, str(tmp_path / "x.db")
     )
     assert output == "interrupted True\nagain True\n"
@@ -87,7 +87,7 @@ finally:
 
 # The handler lets the lock go itself, so how far the constructor gets tells when the handler ran.
 def test_the_constructor_looks_at_signals_between_its_statements(tmp_path: Path) -> None:
-    output = child_process.output(
+    output = child.output(
         """
         import os, signal, sqlite3, sys, threading
         from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
@@ -141,7 +141,7 @@ except KeyboardInterrupt:
     thread.join()
     print(*(name for (name,) in other.execute("SELECT name FROM sqlite_master")))
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     # The statement that waited is done, and the one behind it, the index, was not tried.
     assert output.split() in (["watchlist", "detections", "sqlite_sequence"], ["watchlist"])
 
@@ -161,5 +161,5 @@ except KeyboardInterrupt:
     print([len(rows) for rows in contents()])
 thread.join()
 """
-    output = child_process.output(PRELUDE + program, str(tmp_path / "x.db"))
+    output = child.output(PRELUDE + program, str(tmp_path / "x.db"))
     assert output in ("[1, 1, 0]\n", "[1, 1, 1]\n")
