@@ -172,6 +172,11 @@ Object function_of(const Callee& callee, vectorcallfunc entry, PyObject* globals
 
 }  // namespace
 
+void forget_method_functions() noexcept {
+  delete callees;
+  callees = nullptr;
+}
+
 void add_method_functions(const python::Object& class_namespace, PyObject* globals,
                           PyObject* staticmethod) {
   const std::vector<Callee>& all = make_callees();

@@ -17,4 +17,7 @@ using store::kModuleName;
 void add_method_functions(const python::Object& class_namespace, PyObject* globals,
                           PyObject* staticmethod);
 
+// Forgets what belongs to an interpreter that is another one by now.
+void forget_method_functions() noexcept;
+
 }  // namespace binding

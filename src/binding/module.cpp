@@ -15,6 +15,7 @@
 #include "python/calls.h"
 #include "python/compat.h"
 #include "python/gil_slice.h"
+#include "python/kept.h"
 #include "python/namespace.h"
 #include "python/traceback.h"
 #include "python/values.h"
@@ -39,7 +40,7 @@ constinit python::Name kName{"name"};
 // What the process keeps about the module. It stands here, and not in the module object's own state
 // block, which CPython clears when the create step hands out the same module again.
 struct Process {
-  std::int64_t interpreter = -1;  // the one that loaded the module first
+  std::int64_t interpreter = -1;  // the one that loaded the module, or the last that failed to
   PyObject* module = nullptr;     // the one that was made, or executed
   bool executed = false;
 };
@@ -49,7 +50,14 @@ constinit Process process;
 void refuse_second_interpreter() {
   const std::int64_t current = PyInterpreterState_GetID(PyInterpreterState_Get());
   if (current == -1) throw python::PythonError{};
-  if (process.interpreter == -1) process.interpreter = current;
+  if (process.interpreter != current && process.module == nullptr) {
+    // None has loaded it, or one has failed to; whose objects are still here, it may be gone itself.
+    if (process.interpreter != -1) {
+      python::forget_everything_kept();
+      forget_method_functions();
+    }
+    process.interpreter = current;
+  }
   if (process.interpreter == current) return;
   python::raise(PyExc_ImportError,
                 "Interpreter change detected - this module can only be loaded into one interpreter "

@@ -8,6 +8,7 @@
 #include "dbapi/cursor_type.h"
 #include "dbapi/exception_translation.h"
 #include "python/compat.h"
+#include "python/kept.h"
 #include "python/native_type.h"
 #include "python/positional.h"
 #include "python/values.h"
@@ -310,7 +311,7 @@ PyTypeObject* connection_type() noexcept { return type; }
 
 void make_connection_type() {
   if (type != nullptr) return;
-  type = reinterpret_cast<PyTypeObject*>(Object::take(PyType_FromSpec(&spec)).release());
+  python::keep(type, Object::take(PyType_FromSpec(&spec)));
 }
 
 }  // namespace dbapi

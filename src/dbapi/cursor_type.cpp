@@ -8,6 +8,7 @@
 #include "dbapi/exception_translation.h"
 #include "dbapi/standard_sqlite3.h"
 #include "python/compat.h"
+#include "python/kept.h"
 #include "python/native_type.h"
 #include "python/positional.h"
 #include "python/values.h"
@@ -243,7 +244,7 @@ bool is_cursor(PyObject* object) noexcept { return PyObject_TypeCheck(object, ty
 
 void make_cursor_type() {
   if (type != nullptr) return;
-  type = reinterpret_cast<PyTypeObject*>(Object::take(PyType_FromSpec(&spec)).release());
+  python::keep(type, Object::take(PyType_FromSpec(&spec)));
 }
 
 }  // namespace dbapi

@@ -4,6 +4,7 @@
 #include "dbapi/cursor_type.h"
 #include "dbapi/exception_translation.h"
 #include "python/calls.h"
+#include "python/kept.h"
 #include "python/native_type.h"
 #include "python/positional.h"
 #include "python/values.h"
@@ -207,7 +208,7 @@ void make_row_type() {
   if (const Object abc = python::imported_module(kAbc)) {
     python::call_method(python::attribute(abc.get(), kSequence).get(), kRegister, made);
   }
-  type = reinterpret_cast<PyTypeObject*>(Object(made).release());
+  python::keep(type, made);
 }
 
 }  // namespace dbapi

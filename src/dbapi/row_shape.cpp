@@ -1,5 +1,6 @@
 #include "dbapi/row_shape.h"
 
+#include "python/kept.h"
 #include "python/native_type.h"
 #include "python/values.h"
 
@@ -77,7 +78,7 @@ python::Object RowShape::blank_mapping() {
 
 void make_row_shape_type() {
   if (type != nullptr) return;
-  type = reinterpret_cast<PyTypeObject*>(Object::take(PyType_FromSpec(&spec)).release());
+  python::keep(type, Object::take(PyType_FromSpec(&spec)));
 }
 
 python::Object shape_of_rows(const sqlite::Statement& statement) {

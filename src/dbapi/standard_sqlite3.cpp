@@ -1,6 +1,7 @@
 #include "dbapi/standard_sqlite3.h"
 
 #include "python/calls.h"
+#include "python/kept.h"
 #include "python/values.h"
 
 namespace dbapi {

@@ -1,6 +1,7 @@
 #include "json/standard_json.h"
 
 #include "python/calls.h"
+#include "python/kept.h"
 
 namespace json {
 

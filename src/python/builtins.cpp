@@ -1,6 +1,7 @@
 #include "python/builtins.h"
 
 #include "python/calls.h"
+#include "python/kept.h"
 #include "python/namespace.h"
 
 namespace python {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "python/calls.h"
+#include "python/kept.h"
 #include "python/object.h"
 
 namespace python {

@@ -3,8 +3,6 @@
 
 #include <Python.h>
 
-#include "python/errors.h"
-
 namespace python {
 
 // An interned Python text, made at its first use and kept for the life of the process. Declare it
@@ -16,16 +14,19 @@ class Name {
 
   // Borrowed. Throws if the text cannot be made (memory).
   PyObject* get() const {
-    if (object_ == nullptr) {
-      object_ = PyUnicode_InternFromString(text_);
-      if (object_ == nullptr) throw PythonError{};
-    }
+    if (object_ == nullptr) make();
     return object_;
   }
 
+  // Every name is made again at its next use.
+  static void forget_all() noexcept;
+
  private:
+  void make() const;
+
   const char* text_;
   mutable PyObject* object_ = nullptr;
+  mutable const Name* next_made_ = nullptr;
 };
 
 }  // namespace python

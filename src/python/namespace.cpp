@@ -1,6 +1,7 @@
 #include "python/namespace.h"
 
 #include "python/calls.h"
+#include "python/kept.h"
 
 namespace python {
 

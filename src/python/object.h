@@ -52,9 +52,4 @@ class Object {
   PyObject* ptr_ = nullptr;
 };
 
-// Makes `place`, a pointer that lives as long as the process, own `object` instead of what it held.
-inline void keep(PyObject*& place, Object object) {
-  const Object old = Object::take_if_any(std::exchange(place, object.release()));
-}
-
 }  // namespace python

@@ -89,6 +89,11 @@ int truncate_file(sqlite3_file* file, sqlite3_int64 size) {
   return forward(file, &sqlite3_io_methods::xTruncate, size);
 }
 
+struct {
+  std::atomic<long> synced = 0;
+  std::atomic<long> unsynced = 0;
+} deletions;
+
 int sync_file(sqlite3_file* file, int flags) {
   dawdle(delays_ms.sync);
   return forward(file, &sqlite3_io_methods::xSync, flags);
@@ -146,6 +151,7 @@ int open_file(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int
 
 int delete_file(sqlite3_vfs*, const char* name, int sync_directory) {
   const int failure = file_fault.next();
+  ++(sync_directory != 0 ? deletions.synced : deletions.unsynced);
   return failure != SQLITE_OK ? failure : base->xDelete(base, name, sync_directory);
 }
 
@@ -204,6 +210,11 @@ int fault_layer_install() {
 // the count - 1 behind it (all of them for -1); 0 disarms.
 void fault_layer_fail_at(long nth, int code, int count) { file_fault.arm(nth, code, count); }
 long fault_layer_calls() { return file_fault.seen(); }
+
+// Files deleted so far, with or without a sync of their directory.
+long fault_layer_deletions(int synced) {
+  return synced != 0 ? deletions.synced : deletions.unsynced;
+}
 
 // Makes "read", "write" or "sync" take that long.
 void fault_layer_slow(const char* operation, int milliseconds) {

@@ -24,6 +24,8 @@ def _library() -> Any:
             library.fault_layer_fail_at.argtypes = [ctypes.c_long, ctypes.c_int, ctypes.c_int]
             library.fault_layer_fail_at.restype = None
             library.fault_layer_calls.restype = ctypes.c_long
+            library.fault_layer_deletions.argtypes = [ctypes.c_int]
+            library.fault_layer_deletions.restype = ctypes.c_long
             library.fault_layer_slow.argtypes = [ctypes.c_char_p, ctypes.c_int]
             library.fault_layer_slow.restype = None
             library.fault_memory_fail_at.argtypes = [ctypes.c_long, ctypes.c_int]
@@ -46,6 +48,11 @@ def fail_file_operation(nth: int, code: int = 10, count: int = 1) -> None:
 
 def file_operations() -> int:
     return int(_library().fault_layer_calls())
+
+
+def deletions(synced: bool) -> int:
+    """Files deleted so far, with or without a sync of their directory."""
+    return int(_library().fault_layer_deletions(synced))
 
 
 def slow_down(operation: str, milliseconds: int) -> None:
