@@ -8,7 +8,7 @@ SHELL := /bin/bash
 # PYTHON= names the Python 3.12 to make .venv with; one is looked for when it is not given.
 # What to test, and how: make test TESTS=tests/json PYTEST_ARGS='-k surrogate -x'
 TESTS ?= tests
-PYTEST_ARGS ?= --numprocesses auto --dist loadfile
+PYTEST_ARGS ?= --numprocesses auto --dist loadfile -rs
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
 # What to hunt with (all of tests/reliability/hunts when empty), for how long, from which seed on, and
@@ -28,15 +28,23 @@ build_inputs := $(sources) $(shell find cmake stubs -type f) CMakeLists.txt pypr
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-8s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-12s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
 
 .PHONY: demo
 demo: build ## follow a few hundred recognised images through the store
 	$(python) examples/road_of_an_image.py
 
+.PHONY: server
+server: build ## run the example server on 127.0.0.1, filled with recognised images
+	$(python) examples/run_server.py
+
 .PHONY: test
 test: build ## run all tests (TESTS= picks some, PYTEST_ARGS= replaces pytest's options)
 	$(python) -m pytest $(PYTEST_ARGS) $(TESTS)
+
+.PHONY: quick
+quick: build ## run the tests that need no process of their own, no faults and no long run
+	$(python) -m pytest -m 'not slow' $(PYTEST_ARGS) $(TESTS)
 
 .PHONY: lint
 lint: $(packages) ## check formats, compiler warnings, clang-tidy, ruff, mypy and pyright
@@ -63,6 +71,15 @@ asan tsan:
 	$(venv)/bin/cmake --build --preset $@
 	tools/with_sanitizer.sh $@ $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
 
+# Lines that no test can reach are named in tools/gcovr.cfg.
+.PHONY: coverage
+coverage: build ## line coverage of src/ by all tests; at least 97 %
+	$(venv)/bin/cmake --preset coverage --log-level=WARNING
+	$(venv)/bin/cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	PYTHONPATH=$(CURDIR)/build/coverage/stage $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
+	$(venv)/bin/gcovr --config tools/gcovr.cfg build/coverage
+
 .PHONY: hunt
 hunt: build ## look for faults at random (SECONDS= and SEED= say how long and from where)
 ifneq ($(SANITIZER),)
@@ -76,13 +93,18 @@ endif
 bench: build ## time the store beside its peers
 	$(python) benchmarks/run.py $(BENCH_ARGS)
 
+.PHONY: bench-server
+bench-server: build ## load the example server over the store and over its twin
+	$(python) benchmarks/run_server_load.py $(BENCH_ARGS)
+
 .PHONY: build
 build: $(installed) ## set up .venv with the store and everything these targets need
 
 .PHONY: wheel
-wheel: $(packages) ## put the wheel for users into dist/
+wheel: $(packages) ## put the wheel for users into dist/ and check that it bundles no SQLite
 	tools/system_packages.sh
 	$(python) -m pip wheel --quiet --no-build-isolation --no-deps --wheel-dir dist .
+	$(python) tools/check_wheel.py dist/*.whl
 
 .PHONY: clean
 clean: ## remove everything that make made
@@ -90,7 +112,7 @@ clean: ## remove everything that make made
 	find . -name __pycache__ -type d -prune -exec rm -rf {} +
 
 # Made again also when its interpreter has gone: a dangling link does not count as a file.
-$(packages): requirements-dev.txt $(if $(wildcard $(python)),,missing-python)
+$(packages): requirements-dev.txt examples/server/requirements.txt $(if $(wildcard $(python)),,missing-python)
 	python=$$(tools/find_python.sh) && "$$python" -m venv $(venv)
 	$(python) -m pip install --quiet --disable-pip-version-check --requirement requirements-dev.txt
 	@touch $@

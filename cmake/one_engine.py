@@ -18,8 +18,13 @@ def main(library: str) -> str | None:
         import sqlite3
     except ImportError as error:
         return f"{python} has no sqlite3 module ({error}), which the store needs."
-    calls = []
-    entry = Entry(lambda database, message, api: calls.append(database) or 0)
+    calls: list[int] = []
+
+    def note(database: int, message: int, api: int) -> int:
+        calls.append(database)
+        return 0
+
+    entry = Entry(note)
     ctypes.CDLL(library).sqlite3_auto_extension(entry)
     sqlite3.connect(":memory:").close()
     if calls:

@@ -2,11 +2,11 @@
 
 from __future__ import annotations
 
+import gc
 import importlib
 import os
 import shutil
 import sys
-from datetime import datetime
 from pathlib import Path
 
 import pytest
@@ -20,7 +20,9 @@ pytest.register_assert_rewrite("support")
 
 from support.child import NATIVE, TWIN  # noqa: E402
 from support.clock import Clock  # noqa: E402
-from support.recording import recording_class  # noqa: E402
+from support.fakes import recording_class  # noqa: E402
+from support.operations import NOW  # noqa: E402
+from support.sample_file import make_sample  # noqa: E402
 
 # No deadline: the machine may be busy with other work. Fixtures are made for a whole test.
 _COMMON = settings(
@@ -40,6 +42,19 @@ settings.load_profile(
 _MEMORY = Path("/dev/shm")
 if os.access(_MEMORY, os.W_OK) and shutil.disk_usage(_MEMORY).free > 2 * 1024**3:
     os.environ.setdefault("PYTEST_DEBUG_TEMPROOT", str(_MEMORY))
+
+
+def pytest_collection_modifyitems(items):
+    """Random runs are long ones."""
+    for item in items:
+        if getattr(getattr(item, "obj", None), "is_hypothesis_test", False):
+            item.add_marker(pytest.mark.slow)
+
+
+def pytest_collection_finish():
+    """The tests found are many objects: no collection has to walk through them again."""
+    gc.collect()
+    gc.freeze()
 
 
 @pytest.fixture(scope="session")
@@ -73,7 +88,7 @@ def store(store_module, db_path):
 @pytest.fixture
 def clock(store_module, monkeypatch):
     """The store's clock, standing still until the test sets it."""
-    replaced = Clock(datetime(2024, 5, 1, 14, 3, 27, 512034))
+    replaced = Clock(NOW)
     monkeypatch.setattr(store_module, "datetime", replaced.type)
     return replaced
 
@@ -85,3 +100,23 @@ def recorded(store_module, db_path):
     recorded_store = recording_class(store_module.ANPRDatabase, log)(db_path)
     log.clear()
     return recorded_store, log
+
+
+@pytest.fixture(scope="session")
+def sample(tmp_path_factory):
+    """The bytes of a file with the sample rows."""
+    return make_sample(tmp_path_factory.mktemp("sample") / "anpr.db")
+
+
+@pytest.fixture
+def sampled(store, db_path, sample):
+    """A store whose file holds the sample rows, so that each operation's calls succeed."""
+    db_path.write_bytes(sample)
+    return store
+
+
+@pytest.fixture
+def recorded_sample(recorded, db_path, sample):
+    """As `recorded`, with the sample rows in the file."""
+    db_path.write_bytes(sample)
+    return recorded

@@ -44,8 +44,9 @@ class Binder {
     for (std::size_t i = positional_; i < names_.count; ++i) {
       if (bound_[i]) continue;
       if (i < required()) refuse_count(has_defaults() ? "at least" : "exactly", required(), i);
-      bound_[i] =
-          Object::share(PyTuple_GET_ITEM(defaults_, static_cast<Py_ssize_t>(i - required())));
+      const std::size_t from_right = names_.count - i;
+      bound_[i] = Object::share(PyTuple_GET_ITEM(
+          defaults_, PyTuple_GET_SIZE(defaults_) - static_cast<Py_ssize_t>(from_right)));
     }
     return std::move(bound_);
   }

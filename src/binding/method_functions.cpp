@@ -35,9 +35,7 @@ constinit python::Name kAnnotations{"__annotations__"};
 // What a call needs to know of its method.
 struct Callee {
   explicit Callee(const Method& described)
-      : method(described),
-        names(described),
-        full_name(std::string(kModuleName) + "." + kClassName + "." + described.name) {}
+      : method(described), names(described), full_name(store::full_name(described.name).data()) {}
 
   const Method& method;
   ParameterNames names;
@@ -54,21 +52,30 @@ const std::vector<Callee>& make_callees() {
   return *callees;
 }
 
+// Functions outlive an import that failed, where somebody has kept them; what they would work with
+// belongs to the next import, if there is one.
+void check_imported(PyObject* function) {
+  if (PyFunction_GetGlobals(function) == python::module_namespace()) return;
+  python::raise(PyExc_RuntimeError,
+                "this method was made by an import of zentrope_anpr.zentrope_anpr_server_db that "
+                "failed");
+}
+
 PyObject* run(const Callee& callee, PyObject* function, PyObject* const* arguments,
               std::size_t count, PyObject* keywords) noexcept {
   return dbapi::translate_exceptions<PyObject*>(nullptr, [&] {
     const python::RecursionLevel level(python::kWhileCalling);
+    check_imported(function);
     // Kept for the call: somebody may set others meanwhile.
     const Object defaults = Object::share_if_any(PyFunction_GetDefaults(function));
     const Arguments given =
         bind(callee.method.name, callee.names, arguments, count, keywords, defaults.get());
     const python::GilSlice::Entry entry;
-    const python::TracedCall traced(callee.full_name.c_str());
     try {
       return callee.method.run(given).release();
     } catch (...) {
       dbapi::set_error_from_exception();
-      python::trace_operation(python::module_namespace());
+      python::add_traceback_entry_once(callee.full_name.c_str(), python::module_namespace());
       throw python::PythonError{};
     }
   });

@@ -4,11 +4,12 @@
 #include <Python.h>
 
 #include "python/object.h"
+#include "store/anpr_database.h"
 
 namespace binding {
 
-inline constexpr char kModuleName[] = "zentrope_anpr.zentrope_anpr_server_db";
-inline constexpr char kClassName[] = "ANPRDatabase";
+using store::kClassName;
+using store::kModuleName;
 
 // Adds a function for each method of the table to a class namespace, in
 // the table's order, with its name, defaults, annotations and docstring;

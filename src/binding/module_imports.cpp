@@ -15,10 +15,11 @@ using python::Object;
 
 constinit python::Name kImport{"__import__"};
 
-// What an import statement calls.
+// What an import statement calls, with the same words where it is missing.
 Object imported(PyObject* globals, const char* module, const Object& names) {
   const Object builtins = Object::share(PyImport_AddModule("builtins"));
-  const Object import = python::attribute(builtins.get(), kImport);
+  const Object import = python::attribute_if_any(builtins.get(), kImport.get());
+  if (!import) python::raise(PyExc_ImportError, "__import__ not found");
   return python::call(import.get(), python::text(module), globals, globals, names,
                       python::integer(0));
 }
@@ -32,7 +33,7 @@ Object import_module(PyObject* globals, const char* module) {
 void import_from(PyObject* globals, const char* module, std::initializer_list<const char*> names) {
   const Object wanted = python::list();
   for (const char* const name : names) python::append(wanted, python::text(name));
-  const Object source = imported(globals, module, wanted);
+  const Object source = imported(globals, module, Object::take(PyList_AsTuple(wanted.get())));
   for (const char* const name : names) {
     const Object key = python::text(name);
     const Object value = python::attribute_if_any(source.get(), key.get());

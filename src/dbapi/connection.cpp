@@ -74,6 +74,13 @@ void check_open(const Connection& connection) {
   python::raise(standard_sqlite3().programming_error, "Cannot operate on a closed database.");
 }
 
+void check_process(const Connection& connection) {
+  if (!connection.database || connection.database->is_own()) return;
+  python::raise(standard_sqlite3().programming_error,
+                "SQLite objects created in a process can only be used in that same process, not in "
+                "its forks.");
+}
+
 void commit(Connection& connection) {
   if (!connection.database->autocommit()) run(connection, "COMMIT");
 }

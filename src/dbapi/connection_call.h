@@ -20,6 +20,9 @@ class ConnectionCall {
   ConnectionCall(const ConnectionCall&) = delete;
   ConnectionCall& operator=(const ConnectionCall&) = delete;
 
+  // What comes now may take long without the engine telling so: the GIL is let go at once.
+  void about_to_work_long() noexcept { engine_->about_to_wait(); }
+
  private:
   Connection& connection_;
   python::Object kept_;

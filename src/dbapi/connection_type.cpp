@@ -26,6 +26,7 @@ constexpr std::array<const char*, 4> kIsolationLevels = {"", "DEFERRED", "IMMEDI
 void check_usable(const Connection& connection) {
   check_thread(connection);
   check_open(connection);
+  check_process(connection);
 }
 
 Object new_cursor(PyObject* self) {
@@ -46,7 +47,8 @@ PyObject* cursor_method(PyObject* self, PyObject* positional, PyObject* keywords
     }
     if (factory == nullptr) return new_cursor(self).release();
     check_usable(Connection::of(self));
-    Object cursor = python::call(factory, self);
+    const Object kept = Object::share(self);
+    Object cursor = python::call(Object::share(factory).get(), self);
     if (!is_cursor(cursor.get())) {
       python::raise_formatted(PyExc_TypeError, "factory must return a cursor, not %.100s",
                               Py_TYPE(cursor.get())->tp_name);
@@ -62,7 +64,8 @@ PyObject* execute_method(PyObject* self, PyObject* const* arguments, Py_ssize_t 
     python::check_positional("execute", count, 1, 2);
     python::check_text("execute", "argument 1", arguments[0]);
     Object cursor = new_cursor(self);
-    execute(Cursor::of(cursor.get()), arguments[0], count == 2 ? arguments[1] : nullptr);
+    execute(Cursor::of(cursor.get()), Object::share(arguments[0]),
+            Object::share_if_any(count == 2 ? arguments[1] : nullptr));
     return cursor.release();
   });
 }
@@ -72,7 +75,7 @@ PyObject* executemany_method(PyObject* self, PyObject* const* arguments, Py_ssiz
     python::check_positional("executemany", count, 2, 2);
     python::check_text("executemany", "argument 1", arguments[0]);
     Object cursor = new_cursor(self);
-    executemany(Cursor::of(cursor.get()), arguments[0], arguments[1]);
+    executemany(Cursor::of(cursor.get()), Object::share(arguments[0]), Object::share(arguments[1]));
     return cursor.release();
   });
 }
@@ -80,7 +83,7 @@ PyObject* executemany_method(PyObject* self, PyObject* const* arguments, Py_ssiz
 PyObject* executescript_method(PyObject* self, PyObject* script) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
     Object cursor = new_cursor(self);
-    executescript(Cursor::of(cursor.get()), script);
+    executescript(Cursor::of(cursor.get()), Object::share(script));
     return cursor.release();
   });
 }
@@ -116,6 +119,7 @@ PyObject* close_method(PyObject* self, PyObject*) {
 PyObject* enter_method(PyObject* self, PyObject*) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
     check_open(Connection::of(self));
+    check_process(Connection::of(self));
     return Py_NewRef(self);
   });
 }
@@ -144,6 +148,7 @@ void commit_or_roll_back(Connection& connection) {
 PyObject* exit_method(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
     python::check_positional("__exit__", count, 3, 3);
+    const Object kept = Object::share(self);
     Connection& connection = Connection::of(self);
     const bool normally =
         arguments[0] == Py_None && arguments[1] == Py_None && arguments[2] == Py_None;

@@ -40,11 +40,18 @@ Statement& change_statement(Cursor& cursor, PyObject* sql) {
 }
 
 Statement::Step step(Cursor& cursor) {
-  const ConnectionCall call(cursor.connected());
-  const Statement::Step result = cursor.statement->step();
-  if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
-    cursor.rowcount += cursor.connected().database->changes();
+  Statement::Step result{};
+  int changes = 0;
+  {
+    ConnectionCall call(cursor.connected());
+    if (cursor.statement->may_step_long()) call.about_to_work_long();
+    result = cursor.statement->step();
+    if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
+      changes = cursor.connected().database->changes();
+    }
   }
+  // With the GIL back: other threads may read it.
+  cursor.rowcount += changes;
   return result;
 }
 
@@ -66,9 +73,16 @@ bool run(Cursor& cursor, PyObject* parameters) {
   return true;
 }
 
+// Nothing of a cursor is written by another thread
+// than its own, not even by a call that is refused.
+void check_same_thread(const Cursor& cursor) {
+  if (cursor.connection && !cursor.closed) check_thread(cursor.connected());
+}
+
 // Runs `body`, and if it throws leaves the cursor without statement and count.
 template <typename Body>
 void executing(Cursor& cursor, Body body) {
+  check_same_thread(cursor);
   try {
     check_usable(cursor);
   } catch (const python::PythonError&) {
@@ -102,18 +116,19 @@ void check_usable(const Cursor& cursor) {
     python::raise(standard_sqlite3().programming_error, "Cannot operate on a closed cursor.");
   check_thread(cursor.connected());
   check_open(cursor.connected());
+  check_process(cursor.connected());
   check_not_locked(cursor);
 }
 
 python::Object make_cursor(Connection& connection) {
   Object object = Object::take(python::make_instance<Cursor>(cursor_type()).object());
-  connect(Cursor::of(object.get()), connection.object());
+  connect(Cursor::of(object.get()), Object::share(connection.object()));
   return object;
 }
 
-void connect(Cursor& cursor, PyObject* connection) {
+void connect(Cursor& cursor, python::Object connection) {
   if (cursor.connection) forget_rows(cursor);
-  cursor.connection = Object::share(connection);
+  cursor.connection = std::move(connection);
   cursor.description = python::none();
   cursor.shape = Object();
   cursor.lastrowid = python::none();
@@ -136,21 +151,21 @@ void forget_rows(Cursor& cursor) noexcept {
   discard(cursor.connected(), std::move(cursor.statement));
 }
 
-void execute(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+void execute(Cursor& cursor, const python::Object& sql, const python::Object& parameters) {
   executing(cursor, [&] {
-    const Object none_given = parameters == nullptr ? Object::take(PyTuple_New(0)) : Object();
-    change_statement(cursor, sql);
+    const Object given = parameters ? parameters : python::tuple();
+    change_statement(cursor, sql.get());
     begin_if_needed(cursor.connected(), *cursor.statement);
-    if (!run(cursor, parameters == nullptr ? none_given.get() : parameters)) return;
+    if (!run(cursor, given.get())) return;
     cursor.lastrowid = python::integer(cursor.connected().database->last_insert_rowid());
   });
 }
 
-void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
+void executemany(Cursor& cursor, const python::Object& sql, const python::Object& parameters) {
   executing(cursor, [&] {
     const Object sets =
-        PyIter_Check(parameters) != 0 ? Object::share(parameters) : python::iterator(parameters);
-    if (change_statement(cursor, sql).read_only()) {
+        PyIter_Check(parameters.get()) != 0 ? parameters : python::iterator(parameters.get());
+    if (change_statement(cursor, sql.get()).read_only()) {
       python::raise(standard_sqlite3().programming_error,
                     "executemany() can only execute DML statements.");
     }
@@ -163,9 +178,9 @@ void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters) {
   });
 }
 
-void executescript(Cursor& cursor, PyObject* script) {
-  python::check_text("executescript", "argument", script);
-  const python::Utf8 text = python::utf8_of(script);
+void executescript(Cursor& cursor, const python::Object& script) {
+  python::check_text("executescript", "argument", script.get());
+  const python::Utf8 text = python::utf8_of(script.get());
   if (text.holds_nul()) python::raise(PyExc_ValueError, "embedded null character");
   check_usable(cursor);
   Connection& connection = cursor.connected();
@@ -173,8 +188,14 @@ void executescript(Cursor& cursor, PyObject* script) {
     python::raise(standard_sqlite3().data_error, "query string is too large");
   }
   commit(connection);
-  const ConnectionCall call(connection);
-  connection.database->run_script(text.bytes);
+  python::GilSlice::LongSteps pace;
+  for (const char* rest = text.bytes; *rest != '\0';) {
+    pace.step();
+    // The handler of a signal may have closed it.
+    check_open(connection);
+    const ConnectionCall call(connection);
+    rest = connection.database->run_first(rest);
+  }
 }
 
 }  // namespace dbapi

@@ -50,19 +50,22 @@ struct Cursor : CursorFields {
 python::Object make_cursor(Connection& connection);
 
 // Ties a cursor to a connection of this thread, as if it were new.
-void connect(Cursor& cursor, PyObject* connection);
+void connect(Cursor& cursor, python::Object connection);
 
 // ProgrammingError if the cursor is in use further up, closed, without connection, or if its
 // connection cannot be used here.
 void check_usable(const Cursor& cursor);
 void check_not_locked(const Cursor& cursor);
 
-// Runs one statement up to its first row. `parameters` may be null for none.
-void execute(Cursor& cursor, PyObject* sql, PyObject* parameters);
+// These let the GIL go and run Python code, in which the caller's own references may be dropped: so
+// they own what they are given, and the caller owns the cursor.
+
+// Runs one statement up to its first row. `parameters` may be nothing.
+void execute(Cursor& cursor, const python::Object& sql, const python::Object& parameters);
 // Runs one statement that changes rows once for each item of `parameters`.
-void executemany(Cursor& cursor, PyObject* sql, PyObject* parameters);
+void executemany(Cursor& cursor, const python::Object& sql, const python::Object& parameters);
 // Commits and runs all statements of a text.
-void executescript(Cursor& cursor, PyObject* script);
+void executescript(Cursor& cursor, const python::Object& script);
 
 // Lets the rows go that were copied out of the engine.
 void forget_batch(Cursor& cursor) noexcept;

@@ -29,8 +29,9 @@ bool rows_need_python_code(const Cursor& cursor) {
 
 // Copies up to `wanted` rows into the empty batch and leaves the statement on the row behind them.
 void fill_batch(Cursor& cursor, std::size_t wanted) {
-  const ConnectionCall call(cursor.connected());
   Statement& statement = *cursor.statement;
+  std::optional<ConnectionCall> call(std::in_place, cursor.connected());
+  if (statement.may_step_long()) call->about_to_work_long();
   try {
     while (cursor.on_row && cursor.batch.rows() < wanted && cursor.batch.size() < kBatchBytes) {
       cursor.batch.append(statement);
@@ -42,9 +43,11 @@ void fill_batch(Cursor& cursor, std::size_t wanted) {
     if (cursor.batch.rows() == 0) throw;
     cursor.failure = error;
   }
-  if (!cursor.on_row && !cursor.failure && statement.changes_rows()) {
-    cursor.rowcount = cursor.connected().database->changes();
-  }
+  if (cursor.on_row || cursor.failure || !statement.changes_rows()) return;
+  const int changes = cursor.connected().database->changes();
+  // With the GIL back: other threads may read it.
+  call.reset();
+  cursor.rowcount = changes;
 }
 
 void fill_or_forget(Cursor& cursor, std::size_t wanted) {
@@ -142,6 +145,8 @@ Object made_row(Cursor& cursor, Object values) {
 
 python::Object next_row(Cursor& cursor, std::size_t wanted) {
   check_usable(cursor);
+  // The row_factory may drop what the caller had of the cursor.
+  const Object kept = Object::share(cursor.object());
   if (cursor.next_in_batch == cursor.batch.rows()) {
     if (!cursor.on_row) return {};
     fill_or_forget(cursor, rows_need_python_code(cursor) ? 1 : wanted);
@@ -152,6 +157,7 @@ python::Object next_row(Cursor& cursor, std::size_t wanted) {
 }
 
 python::Object fetch(Cursor& cursor, std::size_t most) {
+  const Object kept = Object::share(cursor.object());
   Object rows = python::list();
   python::GilSlice::Rows pace;
   for (std::size_t count = 0; count < most; ++count) {

@@ -42,7 +42,8 @@ int initialise(PyObject* self, PyObject* positional, PyObject* keywords) {
     check_not_locked(cursor);
     if (cursor.connection) check_thread(cursor.connected());
     check_thread(Connection::of(connection));
-    connect(cursor, connection);
+    const Object kept = Object::share(self);
+    connect(cursor, Object::share(connection));
     return 0;
   });
 }
@@ -51,8 +52,10 @@ PyObject* execute_method(PyObject* self, PyObject* const* arguments, Py_ssize_t 
   return translate_exceptions<PyObject*>(nullptr, [&] {
     python::check_positional("execute", count, 1, 2);
     python::check_text("execute", "argument 1", arguments[0]);
-    execute(Cursor::of(self), arguments[0], count == 2 ? arguments[1] : nullptr);
-    return Py_NewRef(self);
+    Object kept = Object::share(self);
+    execute(Cursor::of(self), Object::share(arguments[0]),
+            Object::share_if_any(count == 2 ? arguments[1] : nullptr));
+    return kept.release();
   });
 }
 
@@ -60,15 +63,17 @@ PyObject* executemany_method(PyObject* self, PyObject* const* arguments, Py_ssiz
   return translate_exceptions<PyObject*>(nullptr, [&] {
     python::check_positional("executemany", count, 2, 2);
     python::check_text("executemany", "argument 1", arguments[0]);
-    executemany(Cursor::of(self), arguments[0], arguments[1]);
-    return Py_NewRef(self);
+    Object kept = Object::share(self);
+    executemany(Cursor::of(self), Object::share(arguments[0]), Object::share(arguments[1]));
+    return kept.release();
   });
 }
 
 PyObject* executescript_method(PyObject* self, PyObject* script) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
-    executescript(Cursor::of(self), script);
-    return Py_NewRef(self);
+    Object kept = Object::share(self);
+    executescript(Cursor::of(self), Object::share(script));
+    return kept.release();
   });
 }
 
@@ -117,6 +122,7 @@ PyObject* fetchall_method(PyObject* self, PyObject*) {
 
 PyObject* close_method(PyObject* self, PyObject*) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
+    const Object kept = Object::share(self);
     Cursor& cursor = Cursor::of(self);
     check_not_locked(cursor);
     if (!cursor.connection) {

@@ -6,6 +6,7 @@
 #include "python/gil_slice.h"
 #include "python/hang_thread.h"
 #include "sqlite/call_watch.h"
+#include "sqlite/fork_guard.h"
 
 namespace dbapi {
 
@@ -17,6 +18,8 @@ class EngineCall final : public sqlite::CallWatch {
  public:
   EngineCall() = default;
   ~EngineCall() {
+    // First: a thread that forks holds the GIL and waits until this one is out of the engine.
+    inside_.leave();
     if (thread_ == nullptr) return;
     python::in_interpreter([this] { PyEval_RestoreThread(thread_); });
     python::GilSlice::begin_again();
@@ -34,6 +37,7 @@ class EngineCall final : public sqlite::CallWatch {
     if (thread_ == nullptr) thread_ = PyEval_SaveThread();
   }
 
+  sqlite::InsideEngine inside_;
   python::GilSlice::Entry entry_;
   PyThreadState* thread_ = nullptr;
 };

@@ -142,6 +142,7 @@ void bind_mapping(Statement& statement, PyObject* values) {
 }  // namespace
 
 void bind_parameters(sqlite::Statement& statement, PyObject* parameters) {
+  statement.begin_binding();
   if (PyDict_Check(parameters)) return bind_mapping(statement, parameters);
   if (PySequence_Check(parameters) != 0) return bind_sequence(statement, parameters);
   python::raise(standard_sqlite3().programming_error, "parameters are of unsupported type");

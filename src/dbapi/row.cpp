@@ -16,6 +16,7 @@ using python::Object;
 
 constinit PyTypeObject* type = nullptr;
 
+constinit python::Name kAbc{"collections.abc"};
 constinit python::Name kRegister{"register"};
 constinit python::Name kSequence{"Sequence"};
 
@@ -80,6 +81,9 @@ PyObject* value_named(const Row& row, PyObject* key) {
 
 PyObject* subscript(PyObject* self, PyObject* key) {
   return translate_exceptions<PyObject*>(nullptr, [&]() -> PyObject* {
+    // A key may run Python code, as may the values of a row made by hand below.
+    const Object kept = Object::share(self);
+    const Object kept_key = Object::share(key);
     const Row& row = Row::of(self);
     if (PyLong_Check(key)) {
       const Py_ssize_t index = PyNumber_AsSsize_t(key, PyExc_IndexError);
@@ -108,6 +112,7 @@ Py_hash_t hash(PyObject* self) {
       if (result == -1) throw python::PythonError{};
       return result;
     };
+    const Object kept = Object::share(self);
     const Py_hash_t both =
         hash_of(description_of(Row::of(self))) ^ hash_of(Row::of(self).values.get());
     return both == -1 ? -2 : both;
@@ -125,6 +130,8 @@ PyObject* compare(PyObject* self, PyObject* other, int operation) {
       python::check(result);
       return result != 0;
     };
+    const Object kept = Object::share(self);
+    const Object kept_other = Object::share(other);
     const Row& row = Row::of(self);
     const Row& another = Row::of(other);
     const bool same = equal(description_of(row), description_of(another)) &&
@@ -197,8 +204,9 @@ void make_row_type() {
   if (type != nullptr) return;
   const Object made = Object::take(PyType_FromSpec(&spec));
   // As with sqlite3.Row: isinstance and sequence patterns know it.
-  const Object abc = Object::take(PyImport_ImportModule("collections.abc"));
-  python::call_method(python::attribute(abc.get(), kSequence).get(), kRegister, made);
+  if (const Object abc = python::imported_module(kAbc)) {
+    python::call_method(python::attribute(abc.get(), kSequence).get(), kRegister, made);
+  }
   type = reinterpret_cast<PyTypeObject*>(Object(made).release());
 }
 

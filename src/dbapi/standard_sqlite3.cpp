@@ -9,6 +9,7 @@ namespace {
 
 constinit StandardSqlite3 standard;
 
+constinit python::Name kDefiningModule{"_sqlite3"};
 constinit python::Name kErrorCode{"sqlite_errorcode"};
 constinit python::Name kErrorName{"sqlite_errorname"};
 
@@ -68,8 +69,8 @@ PyObject* exception_class(int primary_code) noexcept {
 const StandardSqlite3& standard_sqlite3() noexcept { return standard; }
 
 void remember_standard_sqlite3() {
-  const python::Object module = python::Object::take(
-      python::in_interpreter([] { return PyImport_ImportModule("_sqlite3"); }));
+  const python::Object module = python::imported_module(kDefiningModule);
+  if (!module) return;
   for (const Member& member : members) {
     python::keep(standard.*member.place, python::attribute(module.get(), member.name));
   }

@@ -25,7 +25,9 @@ struct StandardSqlite3 {
 
 const StandardSqlite3& standard_sqlite3() noexcept;
 
-// Takes the objects from the module that `sqlite3` itself takes them from.
+// Takes the objects from the module that `sqlite3` itself takes them from, once that was imported.
+// Where it is missing they stay null: then no name leads to our own connection, and whatever
+// `sqlite3` is serves every call.
 void remember_standard_sqlite3();
 
 // Raises the class that Python's sqlite3 has for the code, with the engine's message,

@@ -21,15 +21,21 @@ struct AttributeFilter {
   PyObject* value;
 };
 
+// What of a value goes into a pattern. A text of any class goes in with its own characters, as it is
+// stored: a class may show itself in other words, as an enumeration of texts does.
+Object searched_text(PyObject* value) {
+  return PyUnicode_Check(value) ? Object::share(value) : python::formatted(value);
+}
+
 // The text anywhere in the JSON list of plates. Wildcards in it act as wildcards.
 Object plate_pattern(PyObject* query) {
-  return Object::take(PyUnicode_FromFormat("%%%U%%", python::formatted(query).get()));
+  return Object::take(PyUnicode_FromFormat("%%%U%%", searched_text(query).get()));
 }
 
 // The quoted key anywhere in the JSON text and the value
 // anywhere behind it, be it that key's own value or another's.
 Object attribute_pattern(const char* key, PyObject* value) {
-  return Object::take(PyUnicode_FromFormat("%%\"%s\"%%%U%%", key, python::formatted(value).get()));
+  return Object::take(PyUnicode_FromFormat("%%\"%s\"%%%U%%", key, searched_text(value).get()));
 }
 
 bool filters_by_confidence(PyObject* min_confidence) {

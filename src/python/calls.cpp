@@ -105,6 +105,13 @@ Object formatted(PyObject* object) {
   return Object::take(in_interpreter([&] { return PyObject_Format(object, nullptr); }));
 }
 
+Object imported_module(const Name& name) {
+  PyObject* const key = name.get();
+  Object module = Object::take_if_any(in_interpreter([&] { return PyImport_GetModule(key); }));
+  if (!module && PyErr_Occurred() != nullptr) throw PythonError{};
+  return module.is(Py_None) ? Object() : module;
+}
+
 bool pending_matches(PyObject* type) {
   if (!is_exception_filter(type)) {
     PyObject* const pending = PyErr_GetRaisedException();

@@ -75,6 +75,9 @@ bool is_instance(PyObject* object, PyObject* type);
 Object text_of(PyObject* object);
 Object formatted(PyObject* object);
 
+// The module of that name if somebody has imported it; nothing is imported.
+Object imported_module(const Name& name);
+
 // Whether `except type` would catch the pending error:
 // `type` is any object, and a TypeError if no class.
 bool pending_matches(PyObject* type);

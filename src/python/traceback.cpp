@@ -1,14 +1,10 @@
 #include "python/traceback.h"
 
-#include <utility>
-
 #include "python/compat.h"
 
 namespace python {
 
 namespace {
-
-constinit thread_local const char* operation = nullptr;
 
 bool is_on_top(const Object& traceback, const char* name) noexcept {
   if (!traceback) return false;
@@ -32,16 +28,11 @@ void add_traceback_entry(const char* name, PyObject* globals) noexcept {
   if (frame != nullptr) PyTraceBack_Here(frame);
 }
 
-TracedCall::TracedCall(const char* name) noexcept : outer_(std::exchange(operation, name)) {}
-
-TracedCall::~TracedCall() { operation = outer_; }
-
-void trace_operation(PyObject* globals) noexcept {
-  if (operation == nullptr) return;
+void add_traceback_entry_once(const char* name, PyObject* globals) noexcept {
   PyObject* const pending = PyErr_GetRaisedException();
   const Object traceback = Object::take_if_any(PyException_GetTraceback(pending));
   PyErr_SetRaisedException(pending);
-  if (!is_on_top(traceback, operation)) add_traceback_entry(operation, globals);
+  if (!is_on_top(traceback, name)) add_traceback_entry(name, globals);
 }
 
 }  // namespace python

@@ -16,21 +16,8 @@ inline constexpr char kNativeFile[] = "<zentrope_anpr.zentrope_anpr_server_db>";
 // traceback; `globals` is the namespace that debuggers show for it.
 void add_traceback_entry(const char* name, PyObject* globals) noexcept;
 
-// Names the operation that this thread is running.
-class TracedCall {
- public:
-  // `name` lives as long as the process.
-  explicit TracedCall(const char* name) noexcept;
-  ~TracedCall();
-  TracedCall(const TracedCall&) = delete;
-  TracedCall& operator=(const TracedCall&) = delete;
-
- private:
-  const char* outer_;
-};
-
-// Gives the pending error the entry of the operation that this thread is running, unless the entry
-// stands on top already: errors are shown to Python code before they leave the operation.
-void trace_operation(PyObject* globals) noexcept;
+// The same, unless the entry stands on top already:
+// errors are shown to Python code before they leave the operation.
+void add_traceback_entry_once(const char* name, PyObject* globals) noexcept;
 
 }  // namespace python

@@ -47,7 +47,11 @@ void Database::Close::operator()(sqlite3* handle) const noexcept {
 }
 
 Database::Database(const char* path, int busy_timeout_ms) {
+  watch_forks();
   const std::string name = plain_file_name(path);
+  if (const char* const refusal = refusal_after_fork(name.c_str())) {
+    throw Error(SQLITE_CANTOPEN, refusal);
+  }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(name.c_str(), &opened, kOpenFlags, vfs_shim_over_default());
   handle_ = {opened, Close{getpid()}};
@@ -56,10 +60,11 @@ Database::Database(const char* path, int busy_timeout_ms) {
   sqlite3_progress_handler(opened, kStepsPerTick, on_progress, nullptr);
 }
 
-void Database::run(const char* sql) { run_to_end(handle(), prepare(handle(), sql)); }
+void Database::run(const char* sql) { run_first(sql); }
 
-void Database::run_script(const char* sql) {
-  while (*sql != '\0') run_to_end(handle(), prepare(handle(), sql));
+const char* Database::run_first(const char* sql) {
+  run_to_end(handle(), prepare(handle(), sql));
+  return sql;
 }
 
 }  // namespace sqlite

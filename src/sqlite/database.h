@@ -8,6 +8,7 @@
 #include <sqlite3.h>
 
 #include "sqlite/error.h"
+#include "sqlite/fork_guard.h"
 
 namespace sqlite {
 
@@ -17,10 +18,14 @@ class Database {
  public:
   // Opens the file read-write and creates it if it is missing. `path` is a
   // plain file name, never a URI; ":memory:" gives a private database in
-  // memory. Statements wait `busy_timeout_ms` for other connections' locks.
+  // memory. Statements wait `busy_timeout_ms` for other connections' locks. Refused
+  // in a child made by fork() that would not see the file's locks.
   Database(const char* path, int busy_timeout_ms);
 
   sqlite3* handle() const noexcept { return handle_.get(); }
+
+  // False in a child made by fork(), which must not use it: its locks are the parent's.
+  bool is_own() const noexcept { return forks_before_ == forks_before_this_process(); }
 
   // True while no transaction is open.
   bool autocommit() const noexcept { return sqlite3_get_autocommit(handle()) != 0; }
@@ -34,9 +39,9 @@ class Database {
   // Runs one statement that takes no parameters and gives no rows.
   void run(const char* sql);
 
-  // Runs all statements of a text one after the other,
-  // leaving out their rows; stops at the first error.
-  void run_script(const char* sql);
+  // Runs the first statement of a text, leaving out its
+  // rows; the text behind it, empty at the end.
+  const char* run_first(const char* sql);
 
  private:
   // Closes at once, or as soon as the last statement is finalised.
@@ -46,6 +51,7 @@ class Database {
   };
 
   std::unique_ptr<sqlite3, Close> handle_;
+  unsigned forks_before_ = forks_before_this_process();
 };
 
 // True in the process that `opened_in` names. A child made by fork() must leave its parent's

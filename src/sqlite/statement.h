@@ -1,6 +1,7 @@
 // One prepared statement.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -38,6 +39,8 @@ class Statement {
   int column_count() const noexcept { return sqlite3_column_count(handle()); }
   const char* column_name(int column) const;
 
+  // Begins to bind a new set of values.
+  void begin_binding() noexcept { longest_value_ = 0; }
   void bind_null(int position) { check(sqlite3_bind_null(handle(), position)); }
   void bind_integer(int position, std::int64_t value) {
     check(sqlite3_bind_int64(handle(), position, value));
@@ -48,6 +51,10 @@ class Statement {
   // The bytes are copied: the statement may run after the caller has dropped them.
   void bind_text(int position, std::string_view utf8);
   void bind_blob(int position, const void* bytes, std::size_t size);
+
+  // True if a bound value is so long that a step may take long, without a tick: LIKE compares each
+  // character of a stored text with up to all of its pattern.
+  bool may_step_long() const noexcept;
 
   enum class Step { kRow, kDone, kNothingToRun };
   // A statement that has ended or failed is reset, so that it can be bound and run again.
@@ -66,6 +73,7 @@ class Statement {
   Prepared handle_;
   bool more_follows_ = false;
   bool changes_rows_ = false;
+  std::size_t longest_value_ = 0;  // in bytes, of the bound texts and blobs
 };
 
 }  // namespace sqlite

@@ -9,6 +9,7 @@
 
 #include "sqlite/call_watch.h"
 #include "sqlite/error.h"
+#include "sqlite/fork_guard.h"
 
 namespace sqlite {
 
@@ -29,6 +30,7 @@ struct Shim {
 struct alignas(sqlite3_int64) File {
   sqlite3_file head;
   sqlite3_io_methods methods;
+  OpenFile open_file;
 };
 
 sqlite3_vfs* base(sqlite3_vfs* shim) { return static_cast<Shim*>(shim->pAppData)->base; }
@@ -47,7 +49,10 @@ void about_to_wait() noexcept {
 
 // Methods of an open file.
 
-int close(sqlite3_file* file) noexcept { return below(file).xClose(base(file)); }
+int close(sqlite3_file* file) noexcept {
+  reinterpret_cast<File*>(file)->open_file.closed();
+  return below(file).xClose(base(file));
+}
 
 int read(sqlite3_file* file, void* into, int amount, sqlite3_int64 offset) noexcept {
   tick();
@@ -168,14 +173,16 @@ sqlite3_io_methods methods_over(const sqlite3_io_methods& real) {
 int open(sqlite3_vfs* shim, const char* name, sqlite3_file* file, int flags,
          int* out_flags) noexcept {
   base(file)->pMethods = nullptr;
+  file->pMethods = nullptr;
+  const bool database = name != nullptr && (flags & SQLITE_OPEN_MAIN_DB) != 0;
+  if (database && refusal_after_fork(name) != nullptr) return SQLITE_CANTOPEN;
   const int code = base(shim)->xOpen(base(shim), name, base(file), flags, out_flags);
   // A file with methods is closed by SQLite even when opening it failed.
-  if (base(file)->pMethods == nullptr) {
-    file->pMethods = nullptr;
-    return code;
-  }
+  if (base(file)->pMethods == nullptr) return code;
   auto* const ours = reinterpret_cast<File*>(file);
   ours->methods = methods_over(*base(file)->pMethods);
+  new (&ours->open_file) OpenFile();
+  if (database) ours->open_file.opened(name, base(file));
   file->pMethods = &ours->methods;
   return code;
 }
@@ -215,6 +222,7 @@ int randomness(sqlite3_vfs* shim, int size, char* out) noexcept {
 
 int sleep(sqlite3_vfs* shim, int microseconds) noexcept {
   about_to_wait();
+  const AsleepInEngine asleep;
   return base(shim)->xSleep(base(shim), microseconds);
 }
 

@@ -14,9 +14,22 @@
 
 #include <Python.h>
 
+#include <array>
+
 #include "python/object.h"
 
 namespace store {
+
+inline constexpr char kModuleName[] = "zentrope_anpr.zentrope_anpr_server_db";
+inline constexpr char kClassName[] = "ANPRDatabase";
+
+// What tracebacks call a method of the class. It fits: names are the table's own, and making it
+// cannot fail, since an error is on its way.
+inline std::array<char, 128> full_name(const char* method) noexcept {
+  std::array<char, 128> name{};
+  PyOS_snprintf(name.data(), name.size(), "%s.%s.%s", kModuleName, kClassName, method);
+  return name;
+}
 
 // __init__(db_path): keeps the path, makes the file's directory, calls self._init_schema().
 python::Object init(PyObject* self, PyObject* db_path);

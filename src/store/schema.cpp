@@ -77,7 +77,7 @@ void add_column(const ScopeConnection& connection, const python::Name& sql) {
 }  // namespace
 
 python::Object init_schema(PyObject* self) {
-  return in_scope(self, [](const ScopeConnection& connection) {
+  const auto bring_up_to_date = [](const ScopeConnection& connection) {
     connection.execute(kCreateDetections);
     connection.execute(kCreateTimestampIndex);
     add_column(connection, kAddMmcData);
@@ -90,7 +90,8 @@ python::Object init_schema(PyObject* self) {
     connection.execute(kCreateAlertsIndex);
     connection.commit();
     return python::none();
-  });
+  };
+  return in_scope(self, bring_up_to_date, "_init_schema");
 }
 
 }  // namespace store

@@ -4,6 +4,7 @@
 #include "python/compat.h"
 #include "python/namespace.h"
 #include "python/traceback.h"
+#include "store/anpr_database.h"
 
 namespace store {
 
@@ -20,6 +21,18 @@ constinit python::Name kFetchone{"fetchone"};
 constinit python::Name kFetchall{"fetchall"};
 constinit python::Name kLastrowid{"lastrowid"};
 constinit python::Name kRowcount{"rowcount"};
+
+// Signals are looked at before and after each call, as the interpreter does between calls: any of
+// them may have waited for a lock. So what a handler raises ends the operation before it goes on,
+// and before its commit.
+template <typename... Arguments>
+Object between_signals(const Object& owner, const python::Name& method,
+                       const Arguments&... arguments) {
+  python::check_signals();
+  Object answer = python::call_method(owner.get(), method, arguments...);
+  python::check_signals();
+  return answer;
+}
 
 // Entering comes first, as in Python: a manager that lacks both is refused for that.
 Object entry_method(const Object& manager) {
@@ -64,27 +77,28 @@ class HandledError {
 }  // namespace
 
 python::Object ScopeConnection::execute(const python::Name& sql) const {
-  return python::call_method(connection_.get(), kExecute, sql.get());
+  return between_signals(connection_, kExecute, sql.get());
 }
 
 python::Object ScopeConnection::execute(const python::Name& sql,
                                         const python::Object& parameters) const {
-  return python::call_method(connection_.get(), kExecute, sql.get(), parameters);
+  return between_signals(connection_, kExecute, sql.get(), parameters);
 }
 
 python::Object ScopeConnection::execute(const python::Object& sql,
                                         const python::Object& parameters) const {
-  return python::call_method(connection_.get(), kExecute, sql, parameters);
+  return between_signals(connection_, kExecute, sql, parameters);
 }
 
-void ScopeConnection::commit() const { python::call_method(connection_.get(), kCommit); }
+// Not after it: what is committed stays, so a signal that
+// comes meanwhile is left to the interpreter.
+void ScopeConnection::commit() const {
+  python::check_signals();
+  python::call_method(connection_.get(), kCommit);
+}
 
-python::Object fetchone(const python::Object& cursor) {
-  return python::call_method(cursor.get(), kFetchone);
-}
-python::Object fetchall(const python::Object& cursor) {
-  return python::call_method(cursor.get(), kFetchall);
-}
+python::Object fetchone(const python::Object& cursor) { return between_signals(cursor, kFetchone); }
+python::Object fetchall(const python::Object& cursor) { return between_signals(cursor, kFetchall); }
 python::Object lastrowid(const python::Object& cursor) {
   return python::attribute(cursor.get(), kLastrowid);
 }
@@ -96,9 +110,12 @@ bool changed_rows(const python::Object& cursor) {
   return python::compare(rowcount(cursor).get(), python::integer(0).get(), Py_GT);
 }
 
-Scope::Scope(PyObject* self) : Scope(python::call_method(self, kGetConn)) {}
+Scope::Scope(PyObject* self, const char* operation)
+    : Scope(python::call_method(self, kGetConn), operation) {}
 
-Scope::Scope(const python::Object& manager) : connection_(Object()) {
+Scope::Scope(const python::Object& manager, const char* operation)
+    : operation_(operation), connection_(Object()) {
+  python::check_signals();
   const Object enter = entry_method(manager);
   exit_ = exit_method(manager);
   connection_ = ScopeConnection(python::call(enter.get()));
@@ -108,7 +125,7 @@ void Scope::leave() const { python::call(exit_.get(), Py_None, Py_None, Py_None)
 
 void Scope::leave_with_error() const {
   dbapi::set_error_from_exception();
-  python::trace_operation(python::module_namespace());
+  python::add_traceback_entry_once(full_name(operation_).data(), python::module_namespace());
   Object error = Object::take(PyErr_GetRaisedException());
   const Object traceback = Object::take_if_any(PyException_GetTraceback(error.get()));
   {

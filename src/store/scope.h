@@ -10,7 +10,9 @@
 namespace store {
 
 // What an operation does with the connection that it was given: our own, or whatever somebody's
-// `_get_conn` returned. Only the methods that stand here are ever called on it and its cursors.
+// `_get_conn` returned. Only the methods that stand here are ever called on it and its cursors. An
+// error that a signal's handler raises (Ctrl-C during a wait for a lock) comes out of the next of
+// them, and never once the commit has begun: an operation that raises has changed nothing.
 class ScopeConnection {
  public:
   explicit ScopeConnection(python::Object connection) : connection_(std::move(connection)) {}
@@ -37,7 +39,10 @@ bool changed_rows(const python::Object& cursor);
 // operation which declares it first drops the connection when it returns.
 class Scope {
  public:
-  explicit Scope(PyObject* self);
+  // `operation` is the method's name, for tracebacks: that of the function which opens the scope. It
+  // stays with the scope: which operation a thread runs may change whenever Python code runs, since
+  // greenlets switch there.
+  explicit Scope(PyObject* self, const char* operation = __builtin_FUNCTION());
 
   // Runs `body` with the connection and leaves the scope:
   // __exit__ commits, or gets the error and rolls back.
@@ -54,21 +59,22 @@ class Scope {
   }
 
  private:
-  explicit Scope(const python::Object& manager);
+  Scope(const python::Object& manager, const char* operation);
 
   void leave() const;
   // Makes the C++ exception that is being handled the
   // pending error, shows it to __exit__, and throws it.
   [[noreturn]] void leave_with_error() const;
 
+  const char* operation_;
   python::Object exit_;
   ScopeConnection connection_;
 };
 
 // The scope of an operation that does all its work in it.
 template <typename Body>
-python::Object in_scope(PyObject* self, Body body) {
-  Scope scope(self);
+python::Object in_scope(PyObject* self, Body body, const char* operation = __builtin_FUNCTION()) {
+  Scope scope(self, operation);
   return scope.run(body);
 }
 

@@ -11,6 +11,7 @@ import pytest
 from support.child import NATIVE
 
 pytest.importorskip("mypy")
+pytestmark = pytest.mark.slow
 
 USE = f"""
 from pathlib import Path

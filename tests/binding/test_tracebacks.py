@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import sqlite3
 import traceback
-from unittest import mock
 
 import pytest
 
 from support.child import NATIVE
-from support.samples import add
+from support.fakes import FakeConnection, give
+from support.operations import BAD_CALLS, CONNECTED
 from support.values import error_of
 
 PREFIX = f"{NATIVE}.ANPRDatabase."
@@ -22,27 +22,28 @@ def entries(error: BaseException) -> list[str]:
 
 
 @pytest.fixture
-def store(native, tmp_path):
-    return native.ANPRDatabase(tmp_path / "anpr.db")
+def store(native, db_path, sample):
+    db_path.write_bytes(sample)
+    return native.ANPRDatabase(db_path)
 
 
-@pytest.mark.parametrize(
-    ("name", "arguments"),
-    [
-        ("add_detection", (None, [], [], 0, 0, 0)),
-        ("add_detection", ([{1}], [], [], 0, 0, 0)),
-        ("add_detection", ([], [], [], [], 0, 0)),
-        ("get_history", (None,)),
-        ("get_history", ([],)),
-        ("get_detection", ([],)),
-        ("update_image_paths", (1, [], None)),
-        ("update_mmc_data", (1, {1})),
-        ("_row_to_dict", (5,)),
-        ("_row_to_dict", ({"plates": 5},)),
-    ],
-)
-def test_an_error_inside_an_operation_has_one_entry_of_its_full_name(store, name, arguments):
-    assert entries(error_of(getattr(store, name), *arguments)) == [name]
+# Their arguments do not bind, so the method is not reached.
+UNBOUND = ("no path", "too few arguments", "an unknown name", "limit twice", "nothing", "too few")
+REFUSED = {
+    name: call
+    for name, call in BAD_CALLS.items()
+    if call.method != "__init__" and call.label not in UNBOUND
+}
+
+
+@pytest.mark.parametrize("name", REFUSED)
+def test_an_error_inside_an_operation_has_one_entry_of_its_full_name(store, name):
+    call = REFUSED[name]
+    assert entries(error_of(call.run, store)) == [call.method]
+
+
+def test_the_value_of_a_row_that_is_no_text_ends_its_conversion(store):
+    assert entries(error_of(store._row_to_dict, {"plates": 5})) == ["_row_to_dict"]
 
 
 def test_the_entry_stands_between_the_callers_and_what_it_called(store):
@@ -58,7 +59,6 @@ def test_the_entry_stands_between_the_callers_and_what_it_called(store):
 
 
 def test_operations_that_reach_each_other_have_an_entry_each(store):
-    add(store)
     store._get_conn().executescript(
         "UPDATE detections SET plates = 5.5; UPDATE detections SET plates = x'ff'"
     )
@@ -102,72 +102,42 @@ def test_an_override_has_no_entry_and_the_method_behind_it_one(native, store):
     assert entries(error_of(overriding.get_detection, [])) == ["get_detection"]
 
 
-def test_the_error_that_reaches_the_scopes_end_has_its_entry_and_gets_no_second(native, store):
+@pytest.fixture
+def at_the_end(store):
+    """What the scope's end is given: the error, and the entries that its traceback has by then."""
     seen = []
 
-    class Connection:
-        def __enter__(self):
-            return self
-
+    class Watching(FakeConnection):
         def __exit__(self, error_type, error, trace):
             assert error.__traceback__ is trace
-            seen.append(entries(error))
-
-        def execute(self, *arguments):
-            raise sqlite3.OperationalError("disk I/O error")
-
-    store._get_conn = Connection
-    for name, arguments in (
-        ("get_history", ()),
-        ("get_detection", (1,)),
-        ("update_mmc_data", (1, {})),
-        ("update_image_paths", (1, "a", "b")),
-        ("add_detection", ([], [], [], 0, 0, 0)),
-        ("_init_schema", ()),
-    ):
-        assert entries(error_of(getattr(store, name), *arguments)) == [name]
-        assert seen.pop() == [name]
-
-
-def test_an_error_of_the_operations_own_work_has_its_entry_at_the_scopes_end(store):
-    seen = []
-
-    class Connection:
-        def __enter__(self):
-            return self
-
-        def __exit__(self, error_type, error, trace):
             seen.append((error_type, entries(error)))
 
-        def execute(self, *arguments):
-            raise AssertionError("nothing to run")
+    give(store, Watching(at={"execute": sqlite3.OperationalError("disk I/O error")}))
+    return seen
 
-    store._get_conn = Connection
+
+@pytest.mark.parametrize("operation", CONNECTED, ids=str)
+def test_the_error_that_reaches_the_scopes_end_has_its_entry_and_gets_no_second(
+    store, at_the_end, operation
+):
+    assert entries(error_of(operation.run, store)) == [operation.name]
+    assert at_the_end == [(sqlite3.OperationalError, [operation.name])]
+
+
+def test_an_error_of_the_operations_own_work_has_its_entry_at_the_scopes_end(store, at_the_end):
     assert entries(error_of(store.update_mmc_data, 1, {1})) == ["update_mmc_data"]
-    assert seen == [(TypeError, ["update_mmc_data"])]
+    assert at_the_end == [(TypeError, ["update_mmc_data"])]
 
 
-def test_an_error_of_entering_or_leaving_the_scope_has_one_entry(store):
-    class Connection:
-        fail_at = "enter"
-
-        def __enter__(self):
-            if self.fail_at == "enter":
-                raise ValueError("enter")
-            return self
-
-        def __exit__(self, *error):
-            raise ValueError("exit")
-
-        def execute(self, *arguments):
-            return mock.Mock(fetchone=lambda: None)
-
-    store._get_conn = Connection
-    assert entries(error_of(store.get_detection, 1)) == ["get_detection"]
-    Connection.fail_at = "exit"
-    error = error_of(store.get_detection, 1)
-    assert str(error) == "exit"
-    assert entries(error) == ["get_detection"]
+@pytest.mark.parametrize("step", ["enter", "exit"])
+@pytest.mark.parametrize("operation", CONNECTED, ids=str)
+def test_an_error_of_entering_or_leaving_the_scope_has_one_entry(store, operation, step):
+    rows = [dict.fromkeys(["id", "plates", "plate", "cnt", "total", "hour", "avg_time"], 0)]
+    rows[0] |= dict.fromkeys(["successful", "failed", "total_plates"], 0) | {"plate": "AB"}
+    give(store, FakeConnection(rows, at={step: ValueError(step)}))
+    error = error_of(operation.run, store)
+    assert str(error) == step
+    assert entries(error) == [operation.name]
 
 
 def test_the_same_error_raised_again_by_a_later_call_gets_a_new_entry(store):

@@ -9,7 +9,10 @@ from pathlib import Path
 
 import pytest
 
-from support.child import NATIVE, run_child
+from support import child
+from support.child import NATIVE
+
+pytestmark = pytest.mark.slow
 
 NEWER = "3.13"
 TEXT = (
@@ -52,7 +55,7 @@ def load():
 
 
 def test_a_newer_interpreter_is_warned_of_and_the_import_continues(native, newer_python):
-    out = run_child(
+    out = child.output(
         LOAD
         + """
 with warnings.catch_warnings(record=True) as caught:
@@ -68,7 +71,7 @@ print(sys.modules[NAME] is module, isinstance(module.ANPRDatabase, type), module
 
 
 def test_a_filter_that_makes_the_warning_an_error_fails_the_import(native, newer_python):
-    out = run_child(
+    out = child.output(
         LOAD
         + """
 warnings.simplefilter("error", RuntimeWarning)
@@ -87,7 +90,7 @@ print(isinstance(load().ANPRDatabase, type))
 
 
 def test_the_interpreter_it_was_made_for_is_not_warned_of(native):
-    out = run_child(
+    out = child.output(
         f"""
 import warnings
 warnings.simplefilter("error")

@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 SHARED = b"libsqlite3.so.0"
 SECOND = b"libsqlite9.so.0"  # as long as the other, so that it can be written over it
@@ -50,7 +50,7 @@ def other_engine(tmp_path):
 
 
 def test_a_second_copy_is_warned_of_once(other_engine):
-    output = child_process.output(
+    output = child.output(
         OPENS_TWICE,
         str(other_engine),
         environment={"LD_LIBRARY_PATH": str(other_engine)},
@@ -62,11 +62,11 @@ def test_a_second_copy_is_warned_of_once(other_engine):
 
 
 def test_the_one_copy_is_not_warned_of():
-    assert child_process.output(OPENS_TWICE).splitlines()[0] == "0 set()"
+    assert child.output(OPENS_TWICE).splitlines()[0] == "0 set()"
 
 
 def test_no_connection_of_python_is_opened_to_find_out():
-    output = child_process.output("""
+    output = child.output("""
         import sys, tempfile
         from pathlib import Path
         from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase

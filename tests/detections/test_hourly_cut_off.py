@@ -6,141 +6,82 @@ from datetime import datetime, timedelta
 from decimal import Decimal
 from fractions import Fraction
 from types import SimpleNamespace
+from typing import Any
 
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
 from support.clock import Clock
-from support.recording import executed
+from support.fakes import executed
+from support.json_cases import outcome
 from support.samples import add
-from support.values import error_of, exactly, type_and_text
+from support.values import error_of, type_and_text
 
 NOW = datetime(2024, 5, 1, 14, 3, 27, 512034)
-
-
-@pytest.fixture
-def cut_off(recorded, clock):
-    """What is bound as the cut-off."""
-    store, log = recorded
-
-    def read(*arguments, **named):
-        log.clear()
-        clock.moment = NOW
-        store.get_hourly_stats(*arguments, **named)
-        (value,) = executed(log)[1]
-        return value
-
-    return read
-
-
-def outcome(function):
-    try:
-        return function()
-    except (OverflowError, ValueError) as error:
-        return type_and_text(error)
-
-
-def no_span(kind):
-    return TypeError, f"unsupported type for timedelta hours component: {kind}"
 
 
 class Whole(int):
     pass
 
 
-@pytest.mark.parametrize(
-    ("hours", "expected"),
-    [
-        (24, "2024-04-30T14:03:27.512034"),
-        (1, "2024-05-01T13:03:27.512034"),
-        (0, "2024-05-01T14:03:27.512034"),
-        (-1, "2024-05-01T15:03:27.512034"),
-        (0.5, "2024-05-01T13:33:27.512034"),
-        (1.5, "2024-05-01T12:33:27.512034"),
-        (-0.25, "2024-05-01T14:18:27.512034"),
-        (1e-9, "2024-05-01T14:03:27.512030"),
-        (1e-12, "2024-05-01T14:03:27.512034"),
-        (512034 / 3.6e9, "2024-05-01T14:03:27"),
-        (True, "2024-05-01T13:03:27.512034"),
-        (False, "2024-05-01T14:03:27.512034"),
-        (Whole(2), "2024-05-01T12:03:27.512034"),
-        (24 * 366, "2023-05-01T14:03:27.512034"),
-        (10**7, "0883-07-15T22:03:27.512034"),
-        (-(6.9e7), "9895-10-25T14:03:27.512034"),
-    ],
-    ids=repr,
-)
-def test_the_clock_less_the_hours_in_iso_form(cut_off, hours, expected):
-    assert exactly(cut_off(hours)) == exactly(expected)
-    assert cut_off(hours=hours) == expected
+# fmt: off
+HOURS: list[Any] = [
+    24, 1, 0, -1, 0.5, 1.5, -0.25, 1e-9, 1e-12, 512034 / 3.6e9, True, False, Whole(2), 24 * 366,
+    10**7, -(6.9e7),
+    # No span of time, or no time.
+    None, "1", "", b"1", [], {}, 1j, Decimal(1), Fraction(1), timedelta(hours=1), float("nan"),
+    float("inf"), 1e30, 10**12, 24 * 10**9, 10**8, -(10**8),
+]
+# fmt: on
+numbers = st.integers(-(10**8), 10**8) | st.floats(-1e8, 1e8) | st.floats(-1, 1)
 
 
-def test_a_day_by_default(cut_off):
-    assert cut_off() == "2024-04-30T14:03:27.512034"
-
-
-def test_no_fraction_when_there_are_no_microseconds(recorded, clock):
-    store, log = recorded
-    clock.set("2024-05-01T14:00:00")
-    store.get_hourly_stats(1)
-    assert list(executed(log)[1]) == ["2024-05-01T13:00:00"]
-
-
-@given(
-    hours=st.one_of(
-        st.integers(-(10**8), 10**8),
-        st.floats(-1e8, 1e8),
-        st.floats(-1, 1),
-        st.floats(),
-        st.integers(),
-    )
-)
-def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
+def assert_cut_off(recorded, clock, hours):
     store, log = recorded
     log.clear()
-    clock.moment = NOW
+    clock.moment, clock.readings = NOW, 0
 
-    def expected():
-        return (NOW - timedelta(hours=hours)).isoformat()
-
-    def bound():
+    def bound(hours):
         store.get_hourly_stats(hours)
         return executed(log)[1][0]
 
-    assert outcome(bound) == outcome(expected)
-
-
-@pytest.mark.parametrize(
-    ("hours", "expected"),
-    [
-        (None, no_span("NoneType")),
-        ("1", no_span("str")),
-        ("", no_span("str")),
-        (b"1", no_span("bytes")),
-        ([], no_span("list")),
-        ({}, no_span("dict")),
-        (1j, no_span("complex")),
-        (Decimal(1), no_span("decimal.Decimal")),
-        (Fraction(1), no_span("Fraction")),
-        (timedelta(hours=1), no_span("datetime.timedelta")),
-        (float("nan"), (ValueError, "cannot convert float NaN to integer")),
-        (float("inf"), (OverflowError, "cannot convert float infinity to integer")),
-        (1e30, (OverflowError, "Python int too large to convert to C int")),
-        (10**12, (OverflowError, "Python int too large to convert to C int")),
-        (24 * 10**9, (OverflowError, "days=1000000000; must have magnitude <= 999999999")),
-        (10**8, (OverflowError, "date value out of range")),
-        (-(10**8), (OverflowError, "date value out of range")),
-    ],
-    ids=repr,
-)
-def test_hours_that_make_no_span_fail_before_a_connection_is_opened(
-    recorded, clock, hours, expected
-):
-    store, log = recorded
-    assert type_and_text(error_of(store.get_hourly_stats, hours)) == expected
-    assert log == []
+    seen = outcome(bound, hours)
+    assert seen == outcome(lambda hours: (NOW - timedelta(hours=hours)).isoformat(), hours)
+    assert bool(log) == (seen[0] == "value")  # what makes no time fails before a connection
     assert clock.readings == 1
+    return seen[1:]
+
+
+@pytest.mark.parametrize("hours", HOURS, ids=repr)
+def test_the_cut_off_is_the_clock_less_the_hours_in_iso_form(recorded, clock, hours):
+    assert_cut_off(recorded, clock, hours)
+
+
+@given(hours=numbers | st.floats() | st.integers())
+def test_any_number_of_hours_is_as_python_counts_time(recorded, clock, hours):
+    assert_cut_off(recorded, clock, hours)
+
+
+def test_some_cut_offs_and_errors_in_full(recorded, clock):
+    for hours, text in (
+        (24, "2024-04-30T14:03:27.512034"),
+        (-0.25, "2024-05-01T14:18:27.512034"),
+        (1e-9, "2024-05-01T14:03:27.512030"),
+        (512034 / 3.6e9, "2024-05-01T14:03:27"),
+        (10**7, "0883-07-15T22:03:27.512034"),
+    ):
+        assert assert_cut_off(recorded, clock, hours) == ((str, repr(text)),)
+    for hours, text in (
+        (None, "unsupported type for timedelta hours component: NoneType"),
+        (timedelta(hours=1), "unsupported type for timedelta hours component: datetime.timedelta"),
+        (float("nan"), "cannot convert float NaN to integer"),
+        (float("inf"), "cannot convert float infinity to integer"),
+        (10**12, "Python int too large to convert to C int"),
+        (24 * 10**9, "days=1000000000; must have magnitude <= 999999999"),
+        (10**8, "date value out of range"),
+    ):
+        assert assert_cut_off(recorded, clock, hours)[-1] == text
 
 
 def test_the_clock_is_the_local_one(recorded):
@@ -181,64 +122,63 @@ def test_the_cut_off_is_compared_as_text(store, clock):
 class Traced:
     """Takes the places of `datetime` and `timedelta`, and writes down how they are used."""
 
-    def __init__(self):
+    def __init__(self, fails=None):
         self.log = []
+        self.fails = fails
+
+    def step(self, name, *more):
+        self.log.append((name, *more))
+        if name == self.fails:
+            raise LookupError("out of " + name)
 
     def now(self, *arguments, **named):
-        self.log.append(("now", arguments, named))
+        self.step("now", arguments, named)
         return self
 
     def timedelta(self, *arguments, **named):
-        self.log.append(("timedelta", arguments, named))
+        self.step("timedelta", arguments, named)
         return "span"
 
     def __sub__(self, span):
-        self.log.append(("less", span))
+        self.step("less", span)
         return SimpleNamespace(isoformat=self.isoformat)
 
     def isoformat(self, *arguments):
-        self.log.append(("isoformat", arguments))
+        self.step("isoformat", arguments)
         return "2024"
 
 
-def test_replaced_names_are_what_makes_the_cut_off(recorded, store_module, monkeypatch):
+@pytest.mark.parametrize("fails", [None, "now", "timedelta", "less", "isoformat"])
+def test_replaced_names_make_the_cut_off_before_a_connection_is_opened(
+    recorded, store_module, monkeypatch, fails
+):
     store, log = recorded
-    traced, hours = Traced(), object()
+    traced, hours = Traced(fails), object()
     monkeypatch.setattr(store_module, "datetime", traced)
     monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
-    store.get_hourly_stats(hours)
-    assert traced.log == [
+    used = [
         ("now", (), {}),
         ("timedelta", (), {"hours": hours}),
         ("less", "span"),
         ("isoformat", ()),
     ]
-    assert list(executed(log)[1]) == ["2024"]
-
-
-@pytest.mark.parametrize("step", ["now", "timedelta", "__sub__", "isoformat"])
-def test_a_step_that_fails_fails_before_a_connection_is_opened(
-    recorded, store_module, monkeypatch, step
-):
-    def fail(self, *arguments, **named):
-        raise LookupError("out of " + step)
-
-    store, log = recorded
-    traced = type("Failing", (Traced,), {step: fail})()
-    monkeypatch.setattr(store_module, "datetime", traced)
-    monkeypatch.setattr(store_module, "timedelta", traced.timedelta)
-    assert type_and_text(error_of(store.get_hourly_stats)) == (LookupError, "out of " + step)
-    assert log == []
+    if fails is None:
+        store.get_hourly_stats(hours)
+        assert traced.log == used
+        assert list(executed(log)[1]) == ["2024"]
+    else:
+        error = error_of(store.get_hourly_stats, hours)
+        assert type_and_text(error) == (LookupError, "out of " + fails)
+        assert traced.log == used[: len(traced.log)]
+        assert log == []
 
 
 @pytest.mark.parametrize("name", ["datetime", "timedelta"])
 def test_a_name_that_is_gone(recorded, store_module, monkeypatch, name):
     store, log = recorded
     monkeypatch.delattr(store_module, name)
-    assert type_and_text(error_of(store.get_hourly_stats)) == (
-        NameError,
-        f"name '{name}' is not defined",
-    )
+    error = error_of(store.get_hourly_stats)
+    assert type_and_text(error) == (NameError, f"name '{name}' is not defined")
     assert log == []
 
 

@@ -38,54 +38,28 @@ def test_the_two_unlike_names_are_no_keys_themselves(store, parameter):
     assert store.search_plates(**{parameter: "DE"}) == []
 
 
-@pytest.mark.parametrize(
-    ("text", "matches"),
-    [
-        ('{"mmc_color": "red"}', True),
-        ('{"mmc_color": "darkred metallic"}', True),
-        ('{"mmc_color": "RED"}', True),
-        ('{"MMC_COLOR": "red"}', True),
-        # Anywhere after the key, also as another attribute's value or key.
-        ('{"mmc_color": "blue", "mmc_model": "Alfred"}', True),
-        ('{"mmc_color": "blue", "red": 1}', True),
-        ('{"mmc_model": "red", "mmc_color": "blue"}', False),
-        ('{"a": "mmc_color", "b": "red"}', True),
-        ('{"a": {"mmc_color": ["x", "red"]}}', True),
-        ('"mmc_color"red', True),
-        ("mmc_color red", False),
-        ('red "mmc_color"', False),
-        # The underscore of the key is a wildcard of LIKE like any other.
-        ('{"mmcXcolor": "red"}', True),
-        ('{"mmc__color": "red"}', False),
-        ('{"mmc_colour": "red"}', False),
-        ("{}", False),
-        ("null", False),
-        ("", False),
-        (None, False),
-    ],
-)
+@pytest.mark.parametrize(("text", "matches"), [
+    ('{"mmc_color": "red"}', True), ('{"mmc_color": "darkred metallic"}', True),
+    ('{"mmc_color": "RED"}', True), ('{"MMC_COLOR": "red"}', True),
+    # Anywhere after the key, also as another attribute's value or key.
+    ('{"mmc_color": "blue", "mmc_model": "Alfred"}', True),
+    ('{"mmc_color": "blue", "red": 1}', True), ('{"mmc_model": "red", "mmc_color": "blue"}', False),
+    ('{"a": "mmc_color", "b": "red"}', True), ('{"a": {"mmc_color": ["x", "red"]}}', True),
+    ('"mmc_color"red', True), ("mmc_color red", False), ('red "mmc_color"', False),
+    # The underscore of the key is a wildcard of LIKE like any other.
+    ('{"mmcXcolor": "red"}', True), ('{"mmc__color": "red"}', False),
+    ('{"mmc_colour": "red"}', False), ("{}", False), ("null", False), ("", False), (None, False),
+])  # fmt: skip
 def test_the_quoted_key_and_the_value_somewhere_after_it(store, put_data, text, matches):
     put_data(text)
     assert ids(store.search_plates(mmc_color="red")) == ([1] if matches else [])
 
 
-@pytest.mark.parametrize(
-    ("value", "matches"),
-    [
-        ("white", True),
-        ("WHITE", True),
-        ("whit", True),
-        ("wh_te", True),
-        ("w%e", True),
-        ("%", True),
-        ('"white"', True),
-        (': "white"}', True),
-        ("white ", False),
-        ("mmc_color", False),
-        ("Grün", False),
-        (0.5, False),
-    ],
-)
+@pytest.mark.parametrize(("value", "matches"), [
+    ("white", True), ("WHITE", True), ("whit", True), ("wh_te", True), ("w%e", True), ("%", True),
+    ('"white"', True), (': "white"}', True), ("white ", False), ("mmc_color", False),
+    ("Grün", False), (0.5, False),
+])  # fmt: skip
 def test_values_are_used_as_given(store, put_data, value, matches):
     put_data('{"mmc_color": "white"}')
     assert ids(store.search_plates(mmc_color=value)) == ([1] if matches else [])

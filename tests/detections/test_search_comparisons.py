@@ -1,31 +1,43 @@
-"""The comparisons of a search with its least confidence are Python's own, of the very objects."""
+"""The comparisons of a search with its least confidence are Python's own, of the very objects.
+
+Whether the threshold is above 0 is asked before a connection is opened and again after the scope.
+"""
 
 from __future__ import annotations
 
+from typing import Any
+
+import pytest
 from hypothesis import given
 from hypothesis import strategies as st
+from zentrope_anpr import zentrope_anpr_server_db as native
 
-from support import database
+from support import database, twin
+from support.fakes import Undecided, recording_class
+from support.json_cases import outcome
 from support.samples import add
 from support.stored_rows import ids
 from support.values import type_and_text
 
 
-def add_with(store, *confidences: object) -> int:
-    return add(store, confidences=list(confidences))
-
-
 class Operand:
-    """Writes down each comparison that it takes part in, as (itself, operator, the other)."""
+    """Writes down each comparison that it takes part in: itself, operator, the other and its type.
 
-    def __init__(self, name, log, answer=True):
+    Its answers are taken in turn, the last one ever again; an error among them is raised.
+    """
+
+    def __init__(self, name, log, *answers):
         self.name = name
         self.log = log
-        self.answer = answer
+        self.answers = list(answers) or [True]
 
     def compared(self, operator, other):
-        self.log.append((self.name, operator, getattr(other, "name", other)))
-        return self.answer
+        told = other.name if isinstance(other, Operand) else other
+        self.log.append((self.name, operator, told, type(other)))
+        answer = self.answers.pop(0) if len(self.answers) > 1 else self.answers[0]
+        if isinstance(answer, Exception):
+            raise answer
+        return answer
 
     def __gt__(self, other):
         return self.compared(">", other)
@@ -40,101 +52,101 @@ class Operand:
         return self.compared("<=", other)
 
 
-def test_the_threshold_is_the_left_operand_before_and_after_the_scope(recorded):
-    store, log = recorded
-    add_with(store, 0.5, 0.7)
-    add_with(store, 0.9)
+class Contrary(float):
+    def __gt__(self, other):
+        return not float(self) > other
+
+    def __le__(self, other):
+        return not float(self) <= other
+
+
+class Unwilling(int):
+    def __ge__(self, other):
+        return False
+
+
+def elements_of(log, *told):
+    return [Operand(f"element {n}", log, *answers) for n, answers in enumerate(told)]
+
+
+# Name: the elements of a record, or None for the numbers that are stored; and the threshold.
+CASES: dict[str, Any] = {
+    "threshold on numbers": lambda log: (None, Operand("least", log)),
+    "elements": lambda log: (elements_of(log, [False], [], []), 0.5),
+    "both": lambda log: (elements_of(log, [False], [], []), Operand("least", log)),
+    "an element declines": lambda log: (elements_of(log, [NotImplemented]), Operand("least", log)),
+    "both decline": lambda log: (
+        elements_of(log, [NotImplemented]),
+        Operand("least", log, True, True, NotImplemented),
+    ),
+    "contrary": lambda log: (None, Contrary(0.5)),
+    "contrary below 0": lambda log: (None, Contrary(-0.5)),
+    "unwilling": lambda log: ([Unwilling(5)], 0.5),
+    "above 0 before": lambda log: (None, Operand("least", log, True, False)),
+    "above 0 after": lambda log: (None, Operand("least", log, False, True, False)),
+    "compares once": lambda log: (None, Operand("least", log, True, NotImplemented)),
+    "refuses": lambda log: (None, Operand("least", log, LookupError("no comparison"))),
+    "passes late": lambda log: (iter([0.1, 0.9, None, "x", 0.7]), 0.5),
+    "tuple": lambda log: ((0.9,), 0.5),
+    "mapping": lambda log: ({0.9: "key"}, 0.5),
+    "range": lambda log: (range(1), 0.5),
+    "set": lambda log: (frozenset([0.5]), 0.5),
+}
+for _answer in ("yes", [0], 1, "", [], 0, None, Undecided()):
+    _name = repr(_answer)[:12]
+    CASES |= {
+        f"{_name} above 0": lambda log, a=_answer: (None, Operand("least", log, a)),
+        f"{_name} above 0 after": lambda log, a=_answer: (None, Operand("least", log, True, a)),
+        f"{_name} at last": lambda log, a=_answer: (None, Operand("least", log, True, True, a)),
+        f"{_name} from an element": lambda log, a=_answer: (elements_of(log, [a]), 0.5),
+    }
+_NOT_ABOVE: tuple[Any, ...] = (None, "0.5", "", [], 0.5j)
+for _least in _NOT_ABOVE:
+    CASES[f"{_least!r} does not compare with 0"] = lambda log, least=_least: (None, least)
+
+
+def noted(module, path, make):
+    """What the call gave, each comparison and step on the way, and the elements not looked at."""
+    log = []
+    store = recording_class(module.ANPRDatabase, log)(path)
+    add(store, confidences=[0.5, 0.7])
+    add(store, confidences=[0.9], plates=[])
     log.clear()
-    found = store.search_plates(min_confidence=Operand("least", log))
-    assert len(found) == 2
-    asked = [entry for entry in log if entry[0] != "execute"]
-    assert asked[:6] == [
-        ("least", ">", 0),
-        ("_get_conn",),
-        ("enter",),
-        ("fetchall",),
-        ("exit", None),
-        ("least", ">", 0),
-    ]
+    elements, least = make(log)
+    if elements is not None:
+        store._row_to_dict = lambda row: {"confidences": elements, "id": row["id"]}
+    try:
+        given = ids(store.search_plates(min_confidence=least))
+    except Exception as error:
+        given = type_and_text(error)
+    left = list(elements) if hasattr(elements, "__next__") else None
+    return given, log, left
+
+
+@pytest.mark.parametrize("name", CASES)
+def test_the_comparisons_are_those_of_python(tmp_path, name):
+    ours, theirs = (
+        noted(module, tmp_path / module.__name__, CASES[name]) for module in (native, twin)
+    )
+    assert ours == theirs
+
+
+def test_the_cases_are_what_they_seem(tmp_path):
+    def of(name):
+        given, log, left = noted(twin, tmp_path / name, CASES[name])
+        return given, [entry[:3] for entry in log if entry[0] not in ("execute", "enter")], left
+
+    above = ("least", ">", 0)
+    scope = [("_get_conn",), ("fetchall",), ("exit", None)]
     # A number does not know the threshold, which is then asked from its side.
-    assert sorted(asked[6:]) == [("least", "<=", 0.5), ("least", "<=", 0.9)]
-    assert all(type(entry[2]) is int for entry in asked if entry[1:2] == (">",))
-
-
-def test_an_element_is_the_left_operand(store):
-    log = []
-    elements = [Operand("first", log, False), Operand("second", log), Operand("third", log)]
-    store._row_to_dict = lambda row: {"confidences": elements}
-    add(store)
-    assert len(store.search_plates(min_confidence=0.5)) == 1
-    assert log == [("first", ">=", 0.5), ("second", ">=", 0.5)]
-    log.clear()
-    assert len(store.search_plates(min_confidence=Operand("least", log))) == 1
-    assert log == [
-        ("least", ">", 0),
-        ("least", ">", 0),
-        ("first", ">=", "least"),
-        ("second", ">=", "least"),
-    ]
-
-
-def test_an_element_that_declines_leaves_it_to_the_threshold(store):
-    log = []
-    store._row_to_dict = lambda row: {"confidences": [Operand("element", log, NotImplemented)]}
-    add(store)
-    assert len(store.search_plates(min_confidence=Operand("least", log))) == 1
-    assert log[2:] == [("element", ">=", "least"), ("least", "<=", "element")]
-
-
-def test_a_subclass_of_a_number_compares_in_its_own_way(store):
-    class Contrary(float):
-        def __gt__(self, other):
-            return not float(self) > other
-
-        def __le__(self, other):
-            return not float(self) <= other
-
-    class Unwilling(int):
-        def __ge__(self, other):
-            return False
-
-    add_with(store, 0.9)
-    assert ids(store.search_plates(min_confidence=Contrary(0.5))) == [1]  # not above 0, it says
-    assert store.search_plates(min_confidence=Contrary(-0.5)) == []
-    store._row_to_dict = lambda row: {"confidences": [Unwilling(5)], "id": row["id"]}
-    assert store.search_plates(min_confidence=0.5) == []
-
-
-def test_the_threshold_is_compared_with_0_both_times_anew(recorded):
-    class Wavering:
-        def __init__(self, *answers):
-            self.answers = list(answers)
-
-        def __gt__(self, other):
-            return self.answers.pop(0)
-
-        def __le__(self, other):
-            return False
-
-    store, log = recorded
-    add_with(store, 0.9)
-    log.clear()
-    assert ids(store.search_plates(min_confidence=Wavering(True, False))) == [1]
-    assert "num_plates > 0" in str(log)
-    log.clear()
-    assert store.search_plates(min_confidence=Wavering(False, True)) == []
-    assert "num_plates > 0" not in str(log)
-
-
-def test_an_answer_counts_by_its_truth(store):
-    add_with(store, 0.9)
-    for answer, kept in (("yes", 1), ([0], 1), (1, 1)):
-        found = store.search_plates(min_confidence=Operand("least", [], answer))
-        assert len(found) == kept
-    for answer in ("", [], 0, None):
-        assert len(store.search_plates(min_confidence=Operand("least", [], answer))) == 1
-    store._row_to_dict = lambda row: {"confidences": [Operand("element", [], "")]}
-    assert store.search_plates(min_confidence=0.5) == []
+    asked = [above, *scope, above, ("least", "<=", 0.5)]
+    assert of("threshold on numbers") == ([1], asked, None)
+    first, second = ("element 0", ">=", "least"), ("element 1", ">=", "least")
+    assert of("both") == ([1], [above, *scope, above, first, second], None)
+    assert of("passes late")[2] == [None, "x", 0.7]
+    assert of("refuses") == ((LookupError, "no comparison"), [above], None)
+    text = "'>' not supported between instances of 'Operand' and 'int'"
+    assert of("compares once") == ((TypeError, text), [above, *scope, above], None)
 
 
 exact_numbers = st.one_of(
@@ -149,29 +161,19 @@ thresholds = st.one_of(
 near = st.sampled_from([2**53, 2**53 + 1, 2.0**53, 0.5, 1, 1.0, 10**308, 1e308, 2**1024])
 
 
-def outcome(function):
-    try:
-        return function()
-    except ArithmeticError as error:  # decimals refuse to compare with what is not a number
-        return type_and_text(error)
-
-
-@given(
-    pages=st.lists(st.lists(exact_numbers | near, max_size=4), max_size=4),
-    least=thresholds,
-)
+@given(pages=st.lists(st.lists(exact_numbers | near, max_size=4), max_size=4), least=thresholds)
 def test_numbers_of_all_kinds_and_sizes_compare_as_in_python(store, db_path, pages, least):
     database.run_script(db_path, "DELETE FROM detections")
-    added = {add_with(store, *confidences): confidences for confidences in pages}
+    added = {add(store, confidences=confidences): confidences for confidences in pages}
 
-    def expected():
-        return {
+    def expected(least):
+        return [
             detection_id
             for detection_id, confidences in added.items()
             if not least > 0 or any(element >= least for element in confidences)
-        }
+        ]
 
-    def found():
-        return set(ids(store.search_plates(min_confidence=least)))
+    def found(least):
+        return sorted(ids(store.search_plates(min_confidence=least)))
 
-    assert outcome(found) == outcome(expected)
+    assert outcome(found, least) == outcome(expected, least)

@@ -13,51 +13,22 @@ from support.stored_rows import put
 from support.values import exactly
 
 
-@pytest.mark.parametrize(
-    ("times", "average"),
-    [
-        ([1.23456, 1.23456], 1.2346),
-        ([0.5, 0.25], 0.375),
-        ([1, 2], 1.5),
-        ([2, 2], 2.0),
-        ([None, None], 0),
-        ([None, 0.5], 0.5),
-        ([0.0], 0),
-        ([-0.0], 0),
-        ([1.5, -1.5], 0),
-        # Not 0 before it is rounded, so a real.
-        ([0.00001], 0.0),
-        ([-0.00001], -0.0),
-        ([5e-324], 0.0),
-        ([-1.23456], -1.2346),
-        # Exactly between two: to the even one.
-        ([0.03125], 0.0312),
-        ([0.09375], 0.0938),
-        ([-0.03125], -0.0312),
-        ([2.00390625], 2.0039),
-        # Not exactly between, though it looks so in decimal.
-        ([0.00005], 0.0001),
-        ([0.00015], 0.0001),
-        ([1.00005], 1.0001),
-        ([2.00005], 2.0),
-        ([2.67545], 2.6755),
-        ([0.99995], 1.0),
-        ([0.999951], 1.0),
-        ([123456789.12345], 123456789.1234),
-        ([2.0**52 + 0.5], 2.0**52 + 0.5),
-        ([1e16], 1e16),
-        ([1e22], 1e22),
-        ([1.7976931348623157e308], 1.7976931348623157e308),
-        ([math.inf], math.inf),
-        ([-math.inf], -math.inf),
-        ([math.inf, -math.inf], 0),  # to the engine there is no such number: NULL
-        ([math.nan], 0),
-        (["soon"], 0),
-        (["1.5"], 1.5),
-        ([b"2.5"], 2.5),
-    ],
-    ids=repr,
-)
+@pytest.mark.parametrize(("times", "average"), [
+    ([1.23456, 1.23456], 1.2346), ([0.5, 0.25], 0.375), ([1, 2], 1.5), ([2, 2], 2.0),
+    ([None, None], 0), ([None, 0.5], 0.5), ([0.0], 0), ([-0.0], 0), ([1.5, -1.5], 0),
+    # Not 0 before it is rounded, so a real.
+    ([0.00001], 0.0), ([-0.00001], -0.0), ([5e-324], 0.0), ([-1.23456], -1.2346),
+    # Exactly between two: to the even one.
+    ([0.03125], 0.0312), ([0.09375], 0.0938), ([-0.03125], -0.0312), ([2.00390625], 2.0039),
+    # Not exactly between, though it looks so in decimal.
+    ([0.00005], 0.0001), ([0.00015], 0.0001), ([1.00005], 1.0001), ([2.00005], 2.0),
+    ([2.67545], 2.6755), ([0.99995], 1.0), ([0.999951], 1.0), ([123456789.12345], 123456789.1234),
+    ([2.0**52 + 0.5], 2.0**52 + 0.5), ([1e16], 1e16), ([1e22], 1e22),
+    ([1.7976931348623157e308], 1.7976931348623157e308), ([math.inf], math.inf),
+    ([-math.inf], -math.inf),
+    # To the engine there is no such number: NULL.
+    ([math.inf, -math.inf], 0), ([math.nan], 0), (["soon"], 0), (["1.5"], 1.5), ([b"2.5"], 2.5),
+], ids=repr)  # fmt: skip
 def test_averages(store, db_path, times, average):
     for time in times:
         put(db_path, processing_time=time)

@@ -1,16 +1,16 @@
-"""The plates seen most often: the statement, the order, the 500 newest detections."""
+"""The plates seen most often: the order, the 500 newest detections, and the limit as a slice."""
 
 from __future__ import annotations
+
+import sqlite3
 
 import pytest
 
 from support import database
-from support.recording import executed, steps
+from support.fakes import steps
 from support.samples import add
-from support.stored_rows import plan, put
-from support.values import exactly
-
-STATEMENT = "SELECT plates FROM detections WHERE num_plates > 0 ORDER BY timestamp DESC LIMIT 500"
+from support.stored_rows import put
+from support.values import error_of, exactly, type_and_text
 
 
 @pytest.fixture
@@ -26,21 +26,6 @@ def seen(store, db_path, clock):
     return count
 
 
-def test_the_statement_is_run_without_parameters(recorded):
-    store, log = recorded
-    store.get_top_plates(1000)
-    assert executed(log) == (STATEMENT,)
-    assert steps(log) == ["_get_conn", "enter", "execute", "fetchall", "exit"]
-
-
-def test_the_newest_are_read_in_the_order_of_the_index(store, db_path):
-    assert plan(db_path, STATEMENT) == ["SCAN detections USING INDEX idx_timestamp"]
-
-
-def test_an_empty_table_is_an_empty_list(store):
-    assert exactly(store.get_top_plates()) == exactly([])
-
-
 def test_entries_are_plate_and_count(store):
     add(store, plates=["AB12", "CD34", "AB12"])
     assert exactly(store.get_top_plates()) == exactly(
@@ -48,21 +33,14 @@ def test_entries_are_plate_and_count(store):
     )
 
 
-def test_most_frequent_first(seen):
-    assert seen(["AB12", "CD34"], ["CD34"]) == [("CD34", 2), ("AB12", 1)]
-
-
-def test_equal_counts_come_as_first_met_from_the_newest_on(seen):
-    assert seen(["XY1"], ["ZZ9"]) == [("XY1", 1), ("ZZ9", 1)]
-
-
-def test_within_one_detection_the_earlier_comes_first(seen):
-    assert seen(["B", "A"], ["C", "A", "B"], ["D", "C"]) == [
-        ("B", 2),
-        ("A", 2),
-        ("C", 2),
-        ("D", 1),
-    ]
+@pytest.mark.parametrize(("newest_first", "counted"), [
+    ([["AB12", "CD34"], ["CD34"]], [("CD34", 2), ("AB12", 1)]),
+    # Equal counts come as first met, from the newest on, and in one detection from its first.
+    ([["XY1"], ["ZZ9"]], [("XY1", 1), ("ZZ9", 1)]),
+    ([["B", "A"], ["C", "A", "B"], ["D", "C"]], [("B", 2), ("A", 2), ("C", 2), ("D", 1)]),
+])  # fmt: skip
+def test_most_frequent_first_and_then_as_first_met(seen, newest_first, counted):
+    assert seen(*newest_first) == counted
 
 
 def test_an_order_that_a_sort_must_not_disturb(seen):
@@ -81,16 +59,8 @@ def test_newest_is_by_the_text_of_the_time(store, clock):
 
 
 def test_plates_count_as_they_are_written(seen):
-    assert seen(["AB12", "ab12", "AB 12", "AB-12", " AB12", "ÄB", "äb", ""]) == [
-        ("AB12", 1),
-        ("ab12", 1),
-        ("AB 12", 1),
-        ("AB-12", 1),
-        (" AB12", 1),
-        ("ÄB", 1),
-        ("äb", 1),
-        ("", 1),
-    ]
+    plates = ["AB12", "ab12", "AB 12", "AB-12", " AB12", "ÄB", "äb", ""]
+    assert seen(plates) == [(plate, 1) for plate in plates]
 
 
 @pytest.mark.parametrize(
@@ -98,11 +68,6 @@ def test_plates_count_as_they_are_written(seen):
 )
 def test_plates_of_any_script(seen, plate):
     assert exactly(seen([plate, plate], ["x"], [plate])) == exactly([(plate, 3), ("x", 1)])
-
-
-def test_five_by_default(store):
-    add(store, plates=list("ABCDEFG"))
-    assert [entry["plate"] for entry in store.get_top_plates()] == list("ABCDE")
 
 
 def test_only_the_500_newest_with_plates_count(store, db_path):
@@ -133,37 +98,30 @@ def test_whether_it_succeeded_does_not_matter(store):
     assert store.get_top_plates() == [{"plate": "AB12", "count": 1}]
 
 
+def test_an_empty_table_is_an_empty_list(store):
+    assert exactly(store.get_top_plates()) == exactly([])
+
+
 class Index:
-    def __init__(self, value):
-        self.value = value
+    def __init__(self, result):
+        self.result = result
 
     def __index__(self):
-        return self.value
+        if isinstance(self.result, Exception):
+            raise self.result
+        return self.result
 
 
-@pytest.mark.parametrize(
-    ("limit", "kept"),
-    [
-        (0, ""),
-        (1, "A"),
-        (3, "ABC"),
-        (7, "ABCDEFG"),
-        (8, "ABCDEFG"),
-        (10**30, "ABCDEFG"),
-        (-1, "ABCDEF"),
-        (-6, "A"),
-        (-7, ""),
-        (-8, ""),
-        (-(10**30), ""),
-        (None, "ABCDEFG"),
-        (True, "A"),
-        (False, ""),
-        (2**63 - 1, "ABCDEFG"),
-        (2**63, "ABCDEFG"),
-        (-(2**63), ""),
-    ],
-    ids=repr,
-)
+def test_five_by_default(store):
+    add(store, plates=list("ABCDEFG"))
+    assert [entry["plate"] for entry in store.get_top_plates()] == list("ABCDE")
+
+
+@pytest.mark.parametrize(("limit", "kept"), [
+    (0, ""), (1, "A"), (3, "ABC"), (7, "ABCDEFG"), (8, "ABCDEFG"), (10**30, "ABCDEFG"),
+    (-1, "ABCDEF"), (-6, "A"), (-7, ""), (-8, ""), (-(10**30), ""), (None, "ABCDEFG"), (True, "A"),
+    (False, ""), (2**63 - 1, "ABCDEFG"), (2**63, "ABCDEFG"), (-(2**63), ""),
+], ids=repr)  # fmt: skip
 def test_a_limit_slices_as_it_slices_a_list(store, limit, kept):
     add(store, plates=list("ABCDEFG"))
     for value in (limit, limit if limit is None else Index(int(limit))):
@@ -171,16 +129,44 @@ def test_a_limit_slices_as_it_slices_a_list(store, limit, kept):
     assert store.get_top_plates(limit=limit) == store.get_top_plates(limit)
 
 
-def test_the_limit_cuts_the_ranking_and_not_what_is_counted(seen):
-    assert seen(["AB12", "CD34"], ["CD34"], limit=1) == [("CD34", 2)]
-    assert seen(["AB12", "CD34"], ["CD34"], limit=-1) == [("CD34", 4)]
+def test_the_limit_cuts_the_ranking_and_not_what_is_counted(store):
+    add(store, plates=["AB12", "CD34"])
+    add(store, plates=["CD34"])
+    assert store.get_top_plates(1) == [{"plate": "CD34", "count": 2}]
+    add(store, plates=["CD34"])
+    assert store.get_top_plates(-1) == [{"plate": "CD34", "count": 3}]
 
 
-def test_counting_writes_nothing_and_keeps_nothing(store, db_path):
+SLICE = (
+    TypeError,
+    "slice indices must be integers or None or have an __index__ method",
+)
+AFTER_THE_SCOPE = ["_get_conn", "enter", "execute", "fetchall", "exit"]
+
+
+@pytest.mark.parametrize(
+    "limit", ["5", "", 5.0, 0.5, [], b"1", 1j, float("nan"), sqlite3.Row], ids=str
+)
+@pytest.mark.parametrize("rows", [0, 1])
+def test_a_limit_that_does_not_slice_fails_after_the_scope(recorded, limit, rows):
+    store, log = recorded
+    for _ in range(rows):
+        add(store)
+    log.clear()
+    assert type_and_text(error_of(store.get_top_plates, limit)) == SLICE
+    assert steps(log) == AFTER_THE_SCOPE
+    assert log[-1] == ("exit", None)
+
+
+@pytest.mark.parametrize(("result", "expected"), [
+    ("5", (TypeError, "__index__ returned non-int (type str)")),
+    (None, (TypeError, "__index__ returned non-int (type NoneType)")),
+    (LookupError("no index"), (LookupError, "no index")),
+    (TypeError("no index"), (TypeError, "no index")),
+], ids=repr)  # fmt: skip
+def test_an_index_that_fails(recorded, result, expected):
+    store, log = recorded
     add(store)
-    before = db_path.read_bytes()
-    store.get_top_plates()[0]["count"] = "changed"
-    assert [entry["count"] for entry in store.get_top_plates()] == [1, 1]
-    assert db_path.read_bytes() == before
-    database.run_script(db_path, "DELETE FROM detections")
-    assert store.get_top_plates() == []
+    log.clear()
+    assert type_and_text(error_of(store.get_top_plates, Index(result))) == expected
+    assert steps(log) == AFTER_THE_SCOPE

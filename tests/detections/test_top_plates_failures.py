@@ -3,65 +3,17 @@
 from __future__ import annotations
 
 import json
-import sqlite3
 from types import SimpleNamespace
 from unittest import mock
 
 import pytest
 
-from support import database
-from support.recording import steps
+from support.fakes import steps
 from support.samples import add
 from support.stored_rows import put
 from support.values import error_of, exactly, type_and_text
 
-SLICE = (
-    TypeError,
-    "slice indices must be integers or None or have an __index__ method",
-)
 AFTER_THE_SCOPE = ["_get_conn", "enter", "execute", "fetchall", "exit"]
-
-
-@pytest.mark.parametrize(
-    "limit", ["5", "", 5.0, 0.5, [], b"1", 1j, float("nan"), sqlite3.Row], ids=str
-)
-@pytest.mark.parametrize("rows", [0, 1])
-def test_a_limit_that_does_not_slice_fails_after_the_scope(recorded, limit, rows):
-    store, log = recorded
-    for _ in range(rows):
-        add(store)
-    log.clear()
-    assert type_and_text(error_of(store.get_top_plates, limit)) == SLICE
-    assert steps(log) == AFTER_THE_SCOPE
-    assert log[-1] == ("exit", None)
-
-
-class Index:
-    def __init__(self, result):
-        self.result = result
-
-    def __index__(self):
-        if isinstance(self.result, Exception):
-            raise self.result
-        return self.result
-
-
-@pytest.mark.parametrize(
-    ("result", "expected"),
-    [
-        ("5", (TypeError, "__index__ returned non-int (type str)")),
-        (None, (TypeError, "__index__ returned non-int (type NoneType)")),
-        (LookupError("no index"), (LookupError, "no index")),
-        (TypeError("no index"), (TypeError, "no index")),
-    ],
-    ids=repr,
-)
-def test_an_index_that_fails(recorded, result, expected):
-    store, log = recorded
-    add(store)
-    log.clear()
-    assert type_and_text(error_of(store.get_top_plates, Index(result))) == expected
-    assert steps(log) == AFTER_THE_SCOPE
 
 
 @pytest.mark.parametrize("stored", [b"\xff", b'["\xff"]', b'["A"]\xff'], ids=repr)
@@ -135,18 +87,11 @@ def failing_after(error, *elements):
     raise error
 
 
-@pytest.mark.parametrize(
-    ("error", "absorbed"),
-    [
-        (TypeError("of the reader"), True),
-        (json.JSONDecodeError("of the reader", "", 0), True),
-        (ValueError("of the reader"), False),
-        (LookupError("of the reader"), False),
-        (RecursionError("of the reader"), False),
-        (AttributeError("of the reader"), False),
-    ],
-    ids=lambda value: type(value).__name__,
-)
+@pytest.mark.parametrize(("error", "absorbed"), [
+    (TypeError("of the reader"), True), (json.JSONDecodeError("of the reader", "", 0), True),
+    (ValueError("of the reader"), False), (LookupError("of the reader"), False),
+    (RecursionError("of the reader"), False), (AttributeError("of the reader"), False),
+], ids=lambda value: type(value).__name__)  # fmt: skip
 def test_two_kinds_of_error_are_absorbed_wherever_they_arise(store, replace, error, absorbed):
     def raising(text):
         raise error
@@ -237,23 +182,3 @@ def test_elements_of_any_kind_count_by_their_own_equality(store, replace):
     assert counted[0]["plate"] is first
     assert [entry["count"] for entry in counted] == [2, 2, 1]
     assert exactly(counted[1]["plate"]) == exactly(("A", 1))
-
-
-def test_a_missing_table_or_column(store, db_path):
-    database.run_script(db_path, "ALTER TABLE detections DROP COLUMN plates")
-    assert type_and_text(error_of(store.get_top_plates)) == (
-        sqlite3.OperationalError,
-        "no such column: plates",
-    )
-    database.run_script(db_path, "DROP TABLE detections")
-    assert type_and_text(error_of(store.get_top_plates)) == (
-        sqlite3.OperationalError,
-        "no such table: detections",
-    )
-
-
-def test_an_error_of_the_engine_ends_the_scope_with_it(recorded, db_path):
-    store, log = recorded
-    database.run_script(db_path, "DROP TABLE detections")
-    error_of(store.get_top_plates, "no limit either")
-    assert log[-1] == ("exit", sqlite3.OperationalError)

@@ -224,6 +224,5 @@ int fault_memory_install() {
 
 void fault_memory_fail_at(long nth, int count) { memory_fault.arm(nth, SQLITE_NOMEM, count); }
 long fault_memory_calls() { return memory_fault.seen(); }
-long long fault_memory_in_use() { return sqlite3_memory_used(); }
 
 }  // extern "C"

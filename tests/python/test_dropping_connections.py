@@ -5,14 +5,23 @@ from __future__ import annotations
 import gc
 import os
 import threading
-from pathlib import Path
 from typing import Any
 
 import pytest
 
-from support import child_process
-from support.engine_library import open_descriptors
+from support.database import open_descriptors
+from support.program import told
 from support.sql_cases import open_native
+
+SETUP = "CREATE TABLE t (v); INSERT INTO t VALUES (1), (2);"
+
+
+@pytest.fixture
+def held(tmp_path):
+    """The only reference to a connection, in a list."""
+    connections = [open_native(tmp_path / "x.db")]
+    connections[0].executescript(SETUP)
+    return connections
 
 
 def on_another_thread(function: Any) -> None:
@@ -22,59 +31,49 @@ def on_another_thread(function: Any) -> None:
 
 
 @pytest.mark.parametrize("begun", ["idle", "reading", "writing"])
-def test_a_connection_dropped_on_another_thread_is_closed_there(tmp_path: Path, begun: str) -> None:
-    path = tmp_path / "x.db"
-    held: list[Any] = [open_native(path)]
-    held[0].executescript("CREATE TABLE t (v); INSERT INTO t VALUES (1), (2);")
+def test_a_connection_dropped_on_another_thread_is_closed_there(tmp_path, held, begun):
     if begun == "reading":
         held.append(held[0].execute("SELECT v FROM t"))
         held[1].fetchone()
     elif begun == "writing":
         held[0].execute("INSERT INTO t VALUES (3)")
-    assert open_descriptors(path)
+    assert open_descriptors(tmp_path)
     on_another_thread(held.clear)
-    assert open_descriptors(path) == []
+    assert open_descriptors(tmp_path) == []
     assert os.listdir(tmp_path) == ["x.db"]
-    connection = open_native(path)
+    connection = open_native(tmp_path / "x.db")
     assert [row["v"] for row in connection.execute("SELECT v FROM t")] == [1, 2]
     connection.close()
 
 
-def test_a_connection_in_a_cycle_is_closed_by_the_collector(tmp_path: Path) -> None:
-    path = tmp_path / "x.db"
-
+def test_a_connection_in_a_cycle_is_closed_by_the_collector(tmp_path, held):
     class Holder:
         pass
 
-    def make() -> None:
-        holder: Any = Holder()
-        holder.me = holder
-        holder.connection = open_native(path)
-        holder.connection.execute("CREATE TABLE IF NOT EXISTS t (v)")
-        holder.cursor = holder.connection.execute("SELECT * FROM t")
-
     gc.collect()
-    make()
-    assert open_descriptors(path)
+    holder = Holder()
+    holder.me = holder
+    holder.connection = held.pop()
+    holder.cursor = holder.connection.execute("SELECT * FROM t")
+    del holder
+    assert open_descriptors(tmp_path)
     on_another_thread(gc.collect)
-    assert open_descriptors(path) == []
+    assert open_descriptors(tmp_path) == []
 
 
-def test_a_cursor_dropped_on_another_thread_frees_its_table(tmp_path: Path) -> None:
-    connection = open_native(tmp_path / "x.db")
-    connection.executescript("CREATE TABLE t (v); INSERT INTO t VALUES (1), (2);")
-    held = [connection.execute("SELECT v FROM t")]
-    held[0].fetchone()
-    on_another_thread(held.clear)
-    connection.execute("DROP TABLE t")
-    connection.close()
+def test_a_cursor_dropped_on_another_thread_frees_its_table(held):
+    cursors = [held[0].execute("SELECT v FROM t")]
+    cursors[0].fetchone()
+    on_another_thread(cursors.clear)
+    held[0].execute("DROP TABLE t")
+    held[0].close()
 
 
-def test_cursors_dropped_on_another_thread_while_their_connection_is_in_a_call() -> None:
+@pytest.mark.slow
+def test_cursors_dropped_on_another_thread_while_their_connection_is_in_a_call():
     # In a process of its own, since it ended in a crash where a statement was finalised at once.
-    output = child_process.output("""
-        import gc, threading
-        from support.sql_cases import count_to, open_native
+    output = told(
+        """
         sql = count_to(20_000)
         connection = open_native()
         connection.executescript("CREATE TABLE t (v); INSERT INTO t VALUES (1), (2), (3);")
@@ -105,14 +104,16 @@ def test_cursors_dropped_on_another_thread_while_their_connection_is_in_a_call()
         connection.execute("DROP TABLE t")
         connection.close()
         print(dropped)
-    """)
+        """,
+        ":memory:",
+    )
     assert output == "1500\n"
 
 
-def test_a_connection_used_on_another_thread_during_a_call_is_refused(tmp_path: Path) -> None:
-    output = child_process.output("""
-        import sqlite3, threading
-        from support.sql_cases import count_to, open_native
+@pytest.mark.slow
+def test_a_connection_used_on_another_thread_during_a_call_is_refused():
+    output = told(
+        """
         sql = count_to(500_000)
         connection = open_native()
         cursor = connection.cursor()
@@ -135,33 +136,7 @@ def test_a_connection_used_on_another_thread_during_a_call_is_refused(tmp_path: 
         for thread in threads:
             thread.join()
         print(texts)
-    """)
+        """,
+        ":memory:",
+    )
     assert output == "{'SQLite objects created in a thread can only be used in that same thread'}\n"
-
-
-def test_every_call_closes_its_connection_without_the_collectors_help(tmp_path: Path) -> None:
-    from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
-
-    path = tmp_path / "x.db"
-    gc.collect()
-    gc.disable()
-    try:
-        store: Any = ANPRDatabase(path)
-        for call in (
-            lambda: store.add_detection(["AB123"], [0.9], [[1, 2, 3, 4]], 0.1, 0.2, 0.3),
-            lambda: store.add_detection([object()], [], [], 0.1, 0.2, 0.3),
-            lambda: store.add_detection([], [], [], [], 0.2, 0.3),
-            lambda: store.update_mmc_data(1, {}),
-            lambda: store.update_mmc_data(object(), {}),
-            lambda: store.get_history(),
-            lambda: store.get_history("x"),
-            lambda: store.get_detection(1),
-            lambda: store.get_detection([]),
-        ):
-            try:
-                call()
-            except Exception as error:
-                del error
-            assert open_descriptors(path) == []
-    finally:
-        gc.enable()

@@ -2,21 +2,14 @@
 
 from __future__ import annotations
 
-import sqlite3
-from contextlib import closing
-from pathlib import Path
-
 import pytest
 
-from support import child_process
+from support import child, database
+from support.program import source_of, told
+
+pytestmark = pytest.mark.slow
 
 PRELUDE = """
-import sqlite3, sys, threading, time
-from support.sql_cases import count_to, open_native
-from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
-
-path = sys.argv[1]
-GIVEN = (["AB123"] * 3, [0.9], [[1, 2, 3, 4]], 0.1, 0.2, 0.3)
 LONG = count_to(100_000_000, "n")
 store = ANPRDatabase(path)
 for _ in range(20):
@@ -24,95 +17,72 @@ for _ in range(20):
 other = ANPRDatabase(path + "2")
 ready = threading.Event()
 
-def daemon(function):
-    thread = threading.Thread(target=function, daemon=True)
-    thread.start()
-    return thread
+def daemon(*calls, threads=1):
+    # Each thread makes the calls for ever; the errors of a locked file do not end it.
+    def work():
+        while True:
+            ready.set()
+            for call in calls:
+                try:
+                    call()
+                except sqlite3.OperationalError:
+                    pass
+    for _ in range(threads):
+        threading.Thread(target=work, daemon=True).start()
+
+def pause():
+    ready.set()
+    time.sleep(0.001)
+
+def locked():
+    holder = sqlite3.connect(path, isolation_level=None)
+    holder.execute("BEGIN EXCLUSIVE")
+    return holder
 """
 
 SITUATIONS = {
     "waiting for a lock": """
-        holder = sqlite3.connect(path, isolation_level=None)
-        holder.execute("BEGIN EXCLUSIVE")
-        def work():
-            ready.set()
-            store.add_detection(*GIVEN)
-        daemon(work)
+        holder = locked()
+        daemon(lambda: store.add_detection(*GIVEN))
     """,
     "several waiting for a lock": """
-        holder = sqlite3.connect(path, isolation_level=None)
-        holder.execute("BEGIN EXCLUSIVE")
-        def work():
-            ready.set()
-            while True:
-                try:
-                    store.get_history()
-                except sqlite3.OperationalError:
-                    pass
-        for _ in range(5):
-            daemon(work)
+        holder = locked()
+        daemon(store.get_history, threads=5)
     """,
     "in a long statement": """
-        def work():
-            ready.set()
-            open_native().execute(count_to(100_000_000)).fetchall()
-        daemon(work)
+        daemon(lambda: open_native().execute(count_to(100_000_000)).fetchall())
     """,
     "fetching many rows": """
-        def work():
-            ready.set()
-            for row in open_native().execute(LONG):
-                pass
-        daemon(work)
+        daemon(lambda: [None for row in open_native().execute(LONG) if False])
     """,
     "in a slow sync": """
-        from support import faults
         faults.install_file_layer()
         faults.slow_down("sync", 100)
-        def work():
-            ready.set()
-            while True:
-                store.add_detection(*GIVEN)
-        daemon(work)
+        daemon(lambda: store.add_detection(*GIVEN))
     """,
     "in a loop of calls": """
-        def work():
-            ready.set()
-            while True:
-                store.get_history()
-                store.get_detection(3)
-                store.add_detection(*GIVEN)
-        for _ in range(4):
-            daemon(work)
+        record = lambda: store.add_detection(*GIVEN)
+        daemon(store.get_history, lambda: store.get_detection(3), record, threads=4)
     """,
     "in a Python override of the conversion": """
         class Slow(ANPRDatabase):
             @staticmethod
             def _row_to_dict(row):
-                ready.set()
-                time.sleep(0.01)
+                pause()
                 return dict(row)
-        def work():
-            while True:
-                Slow(path).get_history()
-        daemon(work)
+        daemon(lambda: Slow(path).get_history())
     """,
     "in a Python override of the connection": """
         class Slow(ANPRDatabase):
             def _get_conn(self):
-                ready.set()
-                time.sleep(0.005)
+                pause()
                 return super()._get_conn()
-        def work():
-            while True:
-                Slow(path).add_detection(*GIVEN)
-        daemon(work)
+        daemon(lambda: Slow(path).add_detection(*GIVEN))
     """,
     "in the parameters of a statement": """
         def rows():
             while True:
-                ready.set()
-                time.sleep(0.001)
+                pause()
                 yield (1,)
         def work():
             connection = open_native()
@@ -122,8 +92,7 @@ SITUATIONS = {
     """,
     "in a row factory": """
         def factory(cursor, row):
-            ready.set()
-            time.sleep(0.001)
+            pause()
             return row
         def work():
             connection = open_native()
@@ -134,23 +103,16 @@ SITUATIONS = {
     "in the text of a value": """
         class Slow(dict):
             def items(self):
-                ready.set()
-                time.sleep(0.001)
-                return [("a", Slow())] if time.sleep(0.001) else [("a", 1)]
-        def work():
-            while True:
-                store.update_mmc_data(1, Slow(a=1))
-        daemon(work)
+                pause()
+                return [("a", 1)]
+        daemon(lambda: store.update_mmc_data(1, Slow(a=1)))
     """,
     "dropping a connection": """
         def work():
-            while True:
-                connection = store._get_conn()
-                connection.execute("INSERT INTO alerts (timestamp, plate) VALUES ('x', 'y')")
-                ready.set()
-                del connection
-        for _ in range(3):
-            daemon(work)
+            connection = store._get_conn()
+            connection.execute("INSERT INTO alerts (timestamp, plate) VALUES ('x', 'y')")
+            del connection
+        daemon(work, threads=3)
     """,
 }
 ENDINGS = {
@@ -162,32 +124,23 @@ ENDINGS = {
 
 @pytest.mark.parametrize("ending", ENDINGS)
 @pytest.mark.parametrize("situation", SITUATIONS)
-def test_the_process_ends_without_a_word(tmp_path: Path, situation: str, ending: str) -> None:
-    import textwrap
-
-    source = (
-        PRELUDE
-        + textwrap.dedent(SITUATIONS[situation])
-        + "ready.wait()\ntime.sleep(0.02)\n"
-        + ENDINGS[ending]
-    )
-    done = child_process.run(source, str(tmp_path / "x.db"))
-    child_process.assert_ended_well(done.returncode, done.stderr)
-    with closing(sqlite3.connect(tmp_path / "x.db")) as connection:
-        assert connection.execute("PRAGMA integrity_check").fetchone() == ("ok",)
-        assert connection.execute("SELECT count(*) FROM detections").fetchone()[0] >= 20
+def test_the_process_ends_without_a_word(db_path, situation, ending):
+    busy = "ready.wait()\ntime.sleep(0.02)"
+    done = child.run(source_of(PRELUDE, SITUATIONS[situation], busy, ENDINGS[ending]), str(db_path))
+    child.assert_ended_well(done.returncode, done.stderr)
+    assert database.query(db_path, "PRAGMA integrity_check") == [("ok",)]
+    assert database.count(db_path) >= 20
 
 
-def test_connections_cursors_and_rows_held_at_exit_are_dropped_in_any_order(tmp_path: Path) -> None:
-    path = tmp_path / "x.db"
-    output = child_process.output(
+def test_connections_cursors_and_rows_held_at_exit_are_dropped_in_any_order(tmp_path, db_path):
+    output = told(
         PRELUDE
         + """
-import builtins, weakref
+import builtins
 connection = store._get_conn()
 cursor = connection.execute("SELECT * FROM detections")
 row = cursor.fetchone()
-connection.execute("INSERT INTO alerts (timestamp, plate) VALUES ('x', 'y')")
+connection.execute("DELETE FROM detections")
 builtins.kept = [connection, cursor, row]
 class Holder:
     pass
@@ -205,21 +158,8 @@ last = AtTheEnd()
 sys.modules["last of all"] = AtTheEnd()
 print("fine")
 """,
-        str(path),
+        db_path,
     )
     assert output == "fine\n"
-    assert sorted(entry.name for entry in tmp_path.iterdir()) == ["x.db", "x.db2"]
-
-
-def test_a_finished_interpreter_leaves_no_journal_behind(tmp_path: Path) -> None:
-    path = tmp_path / "x.db"
-    child_process.output(
-        PRELUDE
-        + """
-connection = store._get_conn()
-connection.execute("DELETE FROM detections")
-""",
-        str(path),
-    )
-    with closing(sqlite3.connect(path)) as connection:
-        assert connection.execute("SELECT count(*) FROM detections").fetchone() == (20,)
+    assert sorted(entry.name for entry in tmp_path.iterdir()) == ["anpr.db", "anpr.db2"]
+    assert database.count(db_path) == 20

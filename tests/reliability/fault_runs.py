@@ -40,15 +40,15 @@ def run_with_faults(
     """Fails the first, second, third ... event of the call; how many of the calls failed."""
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
-    from reliability.operations import good_calls
-    from reliability.sample_file import contents, make_sample, restore
+    from support.operations import GOOD_CALLS
+    from support.sample_file import contents, make_sample, restore
 
     unraisable: list[str] = []
     sys.unraisablehook = lambda given: unraisable.append(
         f"{given.exc_type.__name__}: {given.exc_value}"
     )
 
-    call = good_calls()[label]
+    call = GOOD_CALLS[label]
     path = Path(folder) / "anpr.db"
     sample = make_sample(path)
     store = ANPRDatabase(path)
@@ -120,8 +120,8 @@ def is_untouched(path: Path, sample: bytes) -> bool:
 
 
 def masked(value: Any) -> str:
-    """The result as text; objects of the store itself are alike."""
-    return "a store" if hasattr(value, "db_path") else repr(value)
+    """The result as text; stores are alike, and so are connections."""
+    return type(value).__name__ if " object at 0x" in repr(value) else repr(value)
 
 
 def check(holds: bool, where: str, problem: str, seen: object) -> None:

@@ -11,7 +11,7 @@ import json
 import pytest
 
 from reliability.hunts.calls import CALLS, READING
-from support import child_process
+from support import child
 
 PROGRAM = """
     import gc, json, sqlite3, sys
@@ -91,7 +91,7 @@ def heard(request, tmp_path_factory):
     """For each call of an operation what the store and its twin asked of their files."""
     folder = tmp_path_factory.mktemp("calls")
     return request.param, json.loads(
-        child_process.output(PROGRAM, str(folder), json.dumps(SETTINGS[request.param]))
+        child.output(PROGRAM, str(folder), json.dumps(SETTINGS[request.param]))
     )
 
 

@@ -5,17 +5,16 @@ from __future__ import annotations
 import shutil
 import subprocess
 from functools import cache
-from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 PROGRAM = """
     import os, sqlite3, sys
     from pathlib import Path
     sys.path.insert(0, sys.argv[2])
-    from reliability.sample_file import contents
+    from support.sample_file import contents
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     folder = Path(sys.argv[1])
@@ -49,6 +48,9 @@ PROGRAM = """
 """
 
 
+pytestmark = pytest.mark.slow
+
+
 @cache
 def may_mount() -> bool:
     tools = shutil.which("unshare") and shutil.which("mount")
@@ -62,11 +64,11 @@ def may_mount() -> bool:
     return tried.returncode == 0
 
 
-def test_a_file_system_that_runs_full(tmp_path: Path) -> None:
+def test_a_file_system_that_runs_full(tmp_path):
     if not may_mount():
         pytest.skip("no right to mount a small file system; the failing file layer stands for it")
     # The mount is seen by these processes alone and goes with them.
-    output = child_process.output(
+    output = child.output(
         """
         import subprocess, sys
         folder, program, tests = sys.argv[1:]
@@ -78,7 +80,7 @@ def test_a_file_system_that_runs_full(tmp_path: Path) -> None:
         """,
         str(tmp_path),
         "\n".join(line[4:] for line in PROGRAM.splitlines()),
-        str(child_process.TESTS),
+        str(child.TESTS),
     )
     full = "database or disk is full"
     assert output == f"{full} SQLITE_FULL\n{full}\n{full}\n{full}\nTrue\nTrue\n"
@@ -87,7 +89,7 @@ def test_a_file_system_that_runs_full(tmp_path: Path) -> None:
 LIMITED = """
     import os, resource, signal, sqlite3, sys
     from pathlib import Path
-    from reliability.sample_file import contents
+    from support.sample_file import contents
     from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
@@ -111,16 +113,16 @@ LIMITED = """
 """
 
 
-def test_a_file_that_may_not_grow(tmp_path: Path) -> None:
-    output = child_process.output(LIMITED, str(tmp_path / "anpr.db"))
+def test_a_file_that_may_not_grow(tmp_path):
+    output = child.output(LIMITED, str(tmp_path / "anpr.db"))
     assert output in (
         "OperationalError disk I/O error\nTrue\n",
         "OperationalError database or disk is full\nTrue\n",
     )
 
 
-def test_no_descriptors_left(tmp_path: Path) -> None:
-    output = child_process.output(
+def test_no_descriptors_left(tmp_path):
+    output = child.output(
         """
         import os, resource, sqlite3, sys
         from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase

@@ -8,16 +8,16 @@ from __future__ import annotations
 import re
 import sqlite3
 from collections.abc import Callable, Iterator
-from contextlib import closing
 from pathlib import Path
 from typing import Any
 
 import pytest
 from zentrope_anpr import zentrope_anpr_server_db as native
 
-from reliability.sample_file import contents, make_sample, restore
-from support import twin
+from support import database, twin
+from support.fakes import impatient_class
 from support.json_cases import outcome
+from support.sample_file import contents, restore
 
 # The sample's own times are of 2001.
 TIME_OF_THE_TEST = re.compile(r"20[1-9]\d-\d\d-\d\dT[\d:.]+")
@@ -48,22 +48,25 @@ class World:
 
 
 class Dict(dict):
-    def __init__(self, world: World, action: Callable[[], object]) -> None:
+    """Acts when its items are asked for."""
+
+    def __init__(self, action: Callable[[], object]) -> None:
         super().__init__(a=1)
-        self.world, self.action = world, action
+        self.action = action
 
     def items(self) -> Any:
         self.action()
         return [("k", "v")]
 
 
-class Length:
-    def __init__(self, action: Callable[[], object], answer: Any) -> None:
-        self.action, self.answer = action, answer
+def odd(method: str, answer: Any, action: Callable[[], object] = lambda: None) -> Any:
+    """An object with one method, which acts and then answers."""
 
-    def __len__(self) -> int:
-        self.action()
-        return self.answer
+    def method_of(self: object, *given: object) -> Any:
+        action()
+        return answer
+
+    return type("Odd", (), {method: method_of, "__repr__": lambda self: "odd"})()
 
 
 class LongList(list):
@@ -84,58 +87,19 @@ class LongList(list):
         return True
 
 
-class Truth:
-    def __init__(self, action: Callable[[], object], answer: Any) -> None:
-        self.action, self.answer = action, answer
-
-    def __bool__(self) -> bool:
-        self.action()
-        return self.answer
-
-    def __repr__(self) -> str:
-        return "Truth"
+def refuse(*given: object) -> Any:
+    raise LookupError("asked")
 
 
-class Conforms:
-    def __init__(self, action: Callable[[], object], answer: Any) -> None:
-        self.action, self.answer = action, answer
-
-    def __conform__(self, protocol: Any) -> Any:
-        self.action()
-        return self.answer
+Float = type("Float", (float,), {"__repr__": refuse, "__float__": refuse})
+Int = type("Int", (int,), {"__index__": refuse, "__eq__": refuse, "__hash__": lambda self: 1})
+Text: Any = type(
+    "Text", (str,), dict.fromkeys(("__eq__", "__hash__", "__bool__", "__len__"), refuse)
+)
 
 
-class Float(float):
-    def __repr__(self) -> str:
-        raise LookupError("spelled")
-
-    def __float__(self) -> float:
-        raise LookupError("converted")
-
-
-class Int(int):
-    def __index__(self) -> int:
-        raise LookupError("index asked")
-
-    def __eq__(self, other: object) -> bool:
-        raise LookupError("compared")
-
-    def __hash__(self) -> int:
-        return 1
-
-
-class Text(str):
-    def __eq__(self, other: object) -> bool:
-        raise LookupError("compared")
-
-    def __hash__(self) -> int:
-        raise LookupError("hashed")
-
-    def __bool__(self) -> bool:
-        raise LookupError("truth asked")
-
-    def __len__(self) -> int:
-        raise LookupError("length asked")
+class Name(str):
+    __slots__ = ()
 
 
 class Dies:
@@ -153,140 +117,109 @@ def record(world: World, plates: Any, confidences: Any = None, **named: Any) -> 
 HOSTILE: dict[str, Callable[[World], Any]] = {
     "a length that calls back": lambda w: record(w, LongList(["x"], w.call_back)),
     "a length that clears": lambda w: record(w, LongList(w.plates, w.plates.clear)),
-    "a length that is not written": lambda w: record(w, Length(w.call_back, 3)),
-    "a negative length": lambda w: record(w, Length(lambda: None, -1)),
-    "a huge length": lambda w: record(w, Length(lambda: None, 2**70)),
-    "a length that is no number": lambda w: record(w, Length(lambda: None, "x")),
-    "a truth that calls back": lambda w: record(w, ["x"], success=Truth(w.call_back, False)),
-    "a truth that is no truth": lambda w: record(w, ["x"], success=Truth(lambda: None, 5)),
+    "a length that is not written": lambda w: record(w, odd("__len__", 3, w.call_back)),
+    "a negative length": lambda w: record(w, odd("__len__", -1)),
+    "a huge length": lambda w: record(w, odd("__len__", 2**70)),
+    "a length that is no number": lambda w: record(w, odd("__len__", "x")),
+    "a truth that calls back": lambda w: record(
+        w, ["x"], success=odd("__bool__", False, w.call_back)
+    ),
+    "a truth that is no truth": lambda w: record(w, ["x"], success=odd("__bool__", 5)),
     "a true list that is empty": lambda w: record(
         w, ["x"], detection_confidences=LongList([], lambda: None)
     ),
-    "items that call back": lambda w: record(w, [Dict(w, w.call_back)]),
-    "items that clear the list": lambda w: record(w, clearing(w)),
-    "items that grow the list": lambda w: record(w, growing(w)),
+    "items that call back": lambda w: record(w, [Dict(w.call_back)]),
+    "items that clear the list": lambda w: record(w, changing(w, w.plates.clear)),
+    "items that grow the list": lambda w: record(w, changing(w, lambda: w.plates.append("grown"))),
     "floats with methods": lambda w: record(w, ["x"], [Float(0.5), Float("nan")]),
     "ints with methods": lambda w: record(w, [Int(5), {Int(7): Int(8)}]),
     "texts with methods": lambda w: record(w, [Text("x")], image_path=Text("path")),
-    "a time that conforms": lambda w: w.store.add_detection(
-        *LISTS, Conforms(lambda: None, 2.5), 1, 2
-    ),
+    "a time that conforms": lambda w: w.store.add_detection(*LISTS, conforming(2.5), 1, 2),
     "a time that calls back": lambda w: w.store.add_detection(
-        *LISTS, Conforms(w.call_back, 2.5), 1, 2
+        *LISTS, conforming(2.5, w.call_back), 1, 2
     ),
-    "an id that conforms": lambda w: w.store.get_detection(Conforms(w.call_back, 1)),
+    "an id that conforms": lambda w: w.store.get_detection(conforming(1, w.call_back)),
     "an id with methods": lambda w: w.store.get_detection(Int(2)),
     "a limit with methods": lambda w: w.store.get_history(Int(2), Int(1)),
-    "a bound that calls back": lambda w: w.store.get_history(date_from=Truth(w.call_back, False)),
+    "a bound that calls back": lambda w: w.store.get_history(
+        date_from=odd("__bool__", False, w.call_back)
+    ),
     "a bound that cannot be bound": lambda w: w.store.get_history(
-        date_from=Truth(w.call_back, True)
+        date_from=odd("__bool__", True, w.call_back)
     ),
     "a bound without truth": lambda w: w.store.get_history(date_to=Text("2001")),
-    "attributes that call back": lambda w: w.store.update_mmc_data(1, Dict(w, w.call_back)),
+    "attributes that call back": lambda w: w.store.update_mmc_data(1, Dict(w.call_back)),
     "an update of an id that calls back": lambda w: w.store.update_mmc_data(
-        Conforms(w.call_back, 1), {"a": 1}
+        conforming(1, w.call_back), {"a": 1}
     ),
-    "a path that is dropped": lambda w: w.store.update_image_paths(
-        1, Conforms(lambda: None, "x"), None
-    ),
+    "a path that is dropped": lambda w: w.store.update_image_paths(1, conforming("x"), None),
     "a name that is no plain text": lambda w: w.store.get_detection(**{Name("detection_id"): 1}),
-    "a name that is equal to nothing": lambda w: w.store.get_detection(
-        **{Text.__new__(Name, "detection_id"): 1}
-    ),
     "a record that dies": lambda w: dying(w),
     "an error that dies": lambda w: failing_and_dying(w),
 }
 
 
-class Name(str):
-    __slots__ = ()
+def conforming(answer: Any, action: Callable[[], object] = lambda: None) -> Any:
+    return odd("__conform__", answer, action)
 
 
-def clearing(world: World) -> list:
-    world.plates[1:1] = [Dict(world, world.plates.clear)]
+def changing(world: World, action: Callable[[], object]) -> list:
+    world.plates[1:1] = [Dict(action)]
     return world.plates
 
 
-def growing(world: World) -> list:
-    world.plates[1:1] = [Dict(world, lambda: world.plates.append("grown"))]
-    return world.plates
+def converting(world: World, convert: Callable[[Any], Any]) -> Any:
+    """A store on the same file that converts rows so."""
+    kind: Any = type("Converting", (type(world.store),), {"_row_to_dict": staticmethod(convert)})
+    store = kind.__new__(kind)
+    store.db_path = world.store.db_path
+    return store
 
 
 def dying(world: World) -> Any:
-    class Holding(type(world.store)):  # type: ignore[misc]
-        @staticmethod
-        def _row_to_dict(row: Any) -> Any:
-            return Dies(lambda: world.note(lambda: world.store.get_detection(2)["plates"]))
-
-    store = Holding.__new__(Holding)
-    store.db_path = world.store.db_path
-    return len(store.get_history())
+    wish = lambda: world.note(lambda: world.store.get_detection(2)["plates"])  # noqa: E731
+    return len(converting(world, lambda row: Dies(wish)).get_history())
 
 
 def failing_and_dying(world: World) -> Any:
-    class Failing(type(world.store)):  # type: ignore[misc]
-        @staticmethod
-        def _row_to_dict(row: Any) -> Any:
-            error = ValueError("from the conversion")
-            error.last_wish = Dies(lambda: world.note(lambda: len(world.store.get_history())))  # type: ignore[attr-defined]
-            raise error
+    def fail(row: Any) -> Any:
+        error: Any = ValueError("from the conversion")
+        error.last_wish = Dies(lambda: world.note(lambda: len(world.store.get_history())))
+        raise error
 
-    store = Failing.__new__(Failing)
-    store.db_path = world.store.db_path
     try:
-        return store.get_history()
+        return converting(world, fail).get_history()
     except ValueError as error:
         return str(error)
 
 
-def impatient(kind: type) -> type:
-    """With calls inside calls, waiting five seconds for oneself would take long."""
-
-    class Impatient(kind):  # type: ignore[misc, valid-type]
-        def _get_conn(self) -> Any:
-            connection = super()._get_conn()
-            connection.execute("PRAGMA busy_timeout = 0")
-            return connection
-
-    return Impatient
-
-
 def result_of(module: Any, path: Path, sample: bytes, name: str) -> tuple:
     restore(path, sample)
-    world = World(impatient(module.ANPRDatabase)(path))
+    # With calls inside calls, waiting for oneself would take long.
+    world = World(impatient_class(module.ANPRDatabase)(path))
     given = TIME_OF_THE_TEST.sub("now", repr(outcome(HOSTILE[name], world)))
     return given, world.notes, len(world.plates), contents(path)
 
 
 @pytest.mark.parametrize("name", HOSTILE)
-def test_a_hostile_call_does_what_it_does_in_python(name: str, tmp_path: Path) -> None:
-    path = tmp_path / "anpr.db"
-    sample = make_sample(path)
-    ours = result_of(native, path, sample, name)
-    theirs = result_of(twin, path, sample, name)
-    assert ours == theirs
+def test_a_hostile_call_does_what_it_does_in_python(name, db_path, sample):
+    ours = result_of(native, db_path, sample, name)
+    assert ours == result_of(twin, db_path, sample, name)
 
 
-def test_a_row_to_convert_that_calls_back(tmp_path: Path) -> None:
+def test_a_row_to_convert_that_calls_back(sampled):
     class Row(dict):
         def keys(self) -> Any:
-            notes.append(store.get_history(1)[0]["id"])
+            notes.append(sampled.get_history(1)[0]["id"])
             return super().keys()
 
-        def __getitem__(self, key: str) -> Any:
-            return super().__getitem__(key)
-
-    for module in (native, twin):
-        path = tmp_path / f"{module.__name__}.db"
-        make_sample(path)
-        store = module.ANPRDatabase(path)
-        notes: list[Any] = []
-        assert module.ANPRDatabase._row_to_dict(Row(plates="[1]", other=2)) == {
-            "plates": [1],
-            "other": 2,
-        }
+    notes: list[Any] = []
+    given = Row(plates="[1]", other=2)
+    assert sampled._row_to_dict(given) == {"plates": [1], "other": 2}
+    assert set(notes) <= {4}  # whether keys() is asked of a subclass of dict is dict's business
 
 
+TRUE, FALSE = odd("__bool__", True), odd("__bool__", False)
 PAIRS = [("plates", "[1]"), ("bboxes", ""), ("mmc_data", None), ("x", "[2]")]
 
 
@@ -309,9 +242,9 @@ PAIRS = [("plates", "[1]"), ("bboxes", ""), ("mmc_data", None), ("x", "[2]")]
         lambda: [("plates", "[1]", 3)],
         lambda: [(["unhashable"], 1)],
         lambda: [5],
-        lambda: {"plates": Truth(lambda: None, True)},
-        lambda: {"plates": Truth(lambda: 1 // 0, True)},
-        lambda: {"plates": Truth(lambda: None, False)},
+        lambda: {"plates": TRUE},
+        lambda: {"plates": odd("__bool__", True, lambda: 1 // 0)},
+        lambda: {"plates": FALSE},
         lambda: {"plates": Text("[1]")},
         lambda: {Name("plates"): "[1]"},
         lambda: {"plates": Name('["x"]')},
@@ -327,20 +260,16 @@ def test_what_is_converted_as_a_row_gives_what_it_gives_in_python(make: Callable
     assert ours == outcome(twin.ANPRDatabase._row_to_dict, make())
 
 
-def test_the_row_that_is_converted_is_left_as_it_was() -> None:
+def test_the_row_that_is_converted_is_left_as_it_was(store):
     row = {"plates": '["AB123"]', "x": 1}
-    record = native.ANPRDatabase._row_to_dict(row)
+    record = store._row_to_dict(row)
     assert row == {"plates": '["AB123"]', "x": 1}
     assert record is not row
 
 
-def test_an_object_that_dies_with_the_argument_list_may_call_the_store(tmp_path: Path) -> None:
-    path = tmp_path / "anpr.db"
-    make_sample(path)
-    store: Any = native.ANPRDatabase(path)
+def test_an_object_that_dies_with_the_argument_list_may_call_the_store(sampled, db_path):
     seen: list[Any] = []
     with pytest.raises(sqlite3.ProgrammingError):
-        store.get_detection(Dies(lambda: seen.append(store.get_detection(1)["id"])))
+        sampled.get_detection(Dies(lambda: seen.append(sampled.get_detection(1)["id"])))
     assert seen == [1]
-    with closing(sqlite3.connect(path)) as connection:
-        assert connection.execute("PRAGMA integrity_check").fetchone() == ("ok",)
+    assert database.query(db_path, "PRAGMA integrity_check") == [("ok",)]

@@ -7,7 +7,7 @@ import json
 import pytest
 
 from reliability.hunts.run import HUNTS, run
-from support import child_process
+from support import child
 
 # What at least one round of each has to meet: a hunt that meets nothing finds nothing.
 MET = {
@@ -76,7 +76,7 @@ LOSING = """
 def losing(folder, name, statements=(), held_open=False):
     """How often the power was lost while each operation wrote, and what was found in some."""
     given = json.dumps([name, statements, held_open])
-    return json.loads(child_process.output(LOSING, str(folder), given))
+    return json.loads(child.output(LOSING, str(folder), given))
 
 
 @pytest.mark.parametrize(

@@ -9,7 +9,7 @@ import threading
 
 import pytest
 
-from support import child_process
+from support import child
 from support.values import error_of, type_and_text
 
 
@@ -93,9 +93,10 @@ def test_more_ids_than_memory_could_name(native, db_path):
     assert type(error) is MemoryError
 
 
+@pytest.mark.slow
 def test_a_forked_child_drops_a_cursor_and_the_parent_still_commits(db_path):
     # A child that reset the statement would delete the journal of its parent's transaction.
-    output = child_process.output(
+    output = child.output(
         """
         import os, sys
         from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
@@ -116,8 +117,9 @@ def test_a_forked_child_drops_a_cursor_and_the_parent_still_commits(db_path):
     assert output == "[(1,)]\n[('ok',)]\n"
 
 
+@pytest.mark.slow
 def test_functions_put_into_json_before_the_import_are_called():
-    output = child_process.output(
+    output = child.output(
         """
         import json
         json.loads = lambda text: "read by somebody's"
@@ -128,8 +130,9 @@ def test_functions_put_into_json_before_the_import_are_called():
     assert output == """{'plates': "read by somebody's"}\n"""
 
 
+@pytest.mark.slow
 def test_counting_endless_ids_can_be_interrupted(db_path):
-    output = child_process.output(
+    output = child.output(
         """
         import itertools, signal, sys
         from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase

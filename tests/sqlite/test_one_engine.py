@@ -7,10 +7,11 @@ import ctypes
 import sqlite3
 import subprocess
 
+import pytest
 from anpr_test_modules import store_internals
 from zentrope_anpr import zentrope_anpr_server_db as native
 
-from support import child_process
+from support import child
 from support.engine_library import engine_of, loaded_engines
 from support.sql_cases import open_native
 
@@ -53,9 +54,10 @@ def test_both_report_the_same_version() -> None:
     connection.close()
 
 
+@pytest.mark.slow
 def test_an_extension_registered_in_one_is_called_by_the_other() -> None:
     # Registration lasts as long as the process, so this takes one of its own.
-    output = child_process.output("""
+    output = child.output("""
         import _sqlite3, ctypes, sqlite3
         from support.engine_library import engine_of
         from support.sql_cases import open_native

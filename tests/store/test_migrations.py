@@ -8,6 +8,7 @@ import sqlite3
 import pytest
 
 from support import database
+from support.operations import SCHEMA
 from support.samples import DETECTION_COLUMNS, add
 from support.values import error_of, type_and_text
 
@@ -16,40 +17,31 @@ LATE = ("mmc_data", "detection_confidences", "watchlist.note", "alerts.note", "a
 
 def old_file(path, has: set[str]) -> None:
     """A file of the layout that has just these of the late columns, one row in each table."""
-    late = "".join(f", {name} TEXT" for name in LATE[:2] if name in has)
-    watch_note = "note TEXT DEFAULT ''," if "watchlist.note" in has else ""
-    alert_note = "note TEXT DEFAULT ''," if "alerts.note" in has else ""
-    is_read = "is_read INTEGER DEFAULT 0," if "alerts.is_read" in has else ""
-    database.run_script(
-        path,
-        f"""
-        CREATE TABLE detections (
-            id INTEGER PRIMARY KEY AUTOINCREMENT, timestamp TEXT NOT NULL,
-            num_plates INTEGER DEFAULT 0, plates TEXT, confidences TEXT, bboxes TEXT,
-            processing_time REAL, detector_time REAL, ocr_time REAL, image_path TEXT,
-            thumbnail_path TEXT, success INTEGER DEFAULT 1{late});
-        CREATE TABLE watchlist (
-            id INTEGER PRIMARY KEY AUTOINCREMENT, plate TEXT NOT NULL, label TEXT DEFAULT '',
-            {watch_note} created_at TEXT NOT NULL);
-        CREATE TABLE alerts (
-            id INTEGER PRIMARY KEY AUTOINCREMENT, timestamp TEXT NOT NULL, plate TEXT NOT NULL,
-            watchlist_label TEXT DEFAULT '', {alert_note} detection_id INTEGER, {is_read}
-            confidence REAL, FOREIGN KEY (detection_id) REFERENCES detections(id));
+    detections, _, mmc_data, confidences, watchlist, _, alerts, *_ = SCHEMA
+    note = " note TEXT DEFAULT '',"
+    late = [sql for name, sql in zip(LATE, (mmc_data, confidences), strict=False) if name in has]
+    if "watchlist.note" not in has:
+        watchlist = watchlist.replace(note, "")
+    if "alerts.note" not in has:
+        alerts = alerts.replace(note, "")
+    if "alerts.is_read" in has:
+        alerts = alerts.replace(" confidence", " is_read INTEGER DEFAULT 0, confidence")
+    rows = """
         INSERT INTO detections (id, timestamp, num_plates, plates)
             VALUES (7, '2020-01-01T00:00:00', 1, '["OLD"]');
         INSERT INTO watchlist (plate, created_at) VALUES ('OLD', '2020-01-01T00:00:00');
         INSERT INTO alerts (timestamp, plate, detection_id)
-            VALUES ('2020-01-01T00:00:00', 'OLD', 7);
-        """,
-    )
+            VALUES ('2020-01-01T00:00:00', 'OLD', 7)
+    """
+    database.run_script(path, ";".join([detections, *late, watchlist, alerts, rows]))
 
 
-def all_layouts() -> list[set[str]]:
-    sizes = range(len(LATE) + 1)
-    return [set(chosen) for size in sizes for chosen in itertools.combinations(LATE, size)]
+LAYOUTS = [
+    set(chosen) for size in range(len(LATE) + 1) for chosen in itertools.combinations(LATE, size)
+]
 
 
-@pytest.mark.parametrize("has", all_layouts(), ids=lambda has: "+".join(sorted(has)) or "none")
+@pytest.mark.parametrize("has", LAYOUTS, ids=lambda has: "+".join(sorted(has)) or "none")
 def test_what_a_file_lacks_is_added_at_the_end_with_its_default(store_module, db_path, has):
     old_file(db_path, has)
     before = {t: database.columns(db_path, t) for t in ("detections", "watchlist", "alerts")}
@@ -73,26 +65,13 @@ def test_what_a_file_lacks_is_added_at_the_end_with_its_default(store_module, db
     assert add(store) == 8
 
 
-def test_the_oldest_layout_ends_in_its_own_column_order(store_module, db_path):
+def test_the_oldest_layout_ends_in_its_own_column_order_and_stays_so(store_module, db_path):
     old_file(db_path, set())
     store_module.ANPRDatabase(db_path)
     assert database.columns(db_path, "detections") == DETECTION_COLUMNS
     assert database.columns(db_path, "watchlist") == ["id", "plate", "label", "created_at", "note"]
-    assert database.columns(db_path, "alerts") == [
-        "id",
-        "timestamp",
-        "plate",
-        "watchlist_label",
-        "detection_id",
-        "confidence",
-        "note",
-        "is_read",
-    ]
-
-
-def test_a_migrated_file_stays_as_it_is(store_module, db_path):
-    old_file(db_path, set())
-    store_module.ANPRDatabase(db_path)
+    first = ["id", "timestamp", "plate", "watchlist_label", "detection_id", "confidence"]
+    assert database.columns(db_path, "alerts") == [*first, "note", "is_read"]
     before = db_path.read_bytes()
     store_module.ANPRDatabase(db_path)
     assert db_path.read_bytes() == before

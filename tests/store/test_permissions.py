@@ -1,139 +1,78 @@
-"""Files and directories that the process may not use, tried by a process that is not root."""
+"""Files and directories that the process may not use."""
 
 from __future__ import annotations
 
 import os
-import shutil
-import tempfile
-from pathlib import Path
+import sqlite3
 
 import pytest
 
-from support.child import run_child
-from support.samples import DETECTION
+from support.operations import CONNECTED
+from support.privileges import NOBODY, common_folder, without_privileges
+from support.sample_file import make_sample
+from support.values import error_of, type_and_text
 
-NOBODY = 65534
-
-CHILD = f"""
-import importlib, os, sys
-store_class = importlib.import_module(sys.argv[1]).ANPRDatabase
-import json, sqlite3  # loaded while it can be read
-DETECTION = {DETECTION!r}
-if os.getuid() == 0:
-    os.setgroups([])
-    os.setgid({NOBODY})
-    os.setuid({NOBODY})
-
-def tell(action, *arguments, **named):
-    try:
-        print(repr(action(*arguments, **named)))
-    except Exception as error:
-        print(f"{{type(error).__name__}}: {{error}}")
-"""
+NOT_OPENED = (sqlite3.OperationalError, "unable to open database file")
+NOT_WRITTEN = (sqlite3.OperationalError, "attempt to write a readonly database")
 
 
 @pytest.fixture
 def folder():
-    """A folder that other users reach, too: pytest's own is closed to them."""
-    path = Path(tempfile.mkdtemp(dir="/tmp"))
-    path.chmod(0o755)
-    yield path
-    for below in [path, *path.rglob("*")]:
-        if below.is_dir():
-            below.chmod(0o755)
-    shutil.rmtree(path)
+    with common_folder() as folder:
+        yield folder
 
 
-@pytest.fixture
-def made(store_module, folder):
-    """A file with one detection, in a folder of its own."""
-    (folder / "data").mkdir()
-    path = folder / "data" / "anpr.db"
-    store_module.ANPRDatabase(path).add_detection(**DETECTION)
-    return path
-
-
-def give(path: Path) -> None:
-    """Hands it to the user that the child becomes."""
-    if os.getuid() == 0:
-        os.chown(path, NOBODY, NOBODY)
-
-
-def child(name: str, path: Path, code: str) -> list[str]:
-    return run_child(CHILD + code, name, str(path), cwd="/").splitlines()
-
-
-def test_a_directory_that_cannot_be_made_is_the_operating_systems_error(store_module_name, folder):
+def test_a_directory_that_cannot_be_made_is_the_operating_systems_error(store_module, folder):
     folder.chmod(0o555)
     missing = folder / "a" / "b"
-    out = child(
-        store_module_name,
-        missing / "anpr.db",
-        """
-store = store_class.__new__(store_class)
-store._init_schema = lambda: print("asked for the schema")
-tell(store.__init__, sys.argv[2])
-print(str(store.db_path) == sys.argv[2])
-""",
-    )
-    assert out == [
-        f"PermissionError: [Errno 13] Permission denied: '{missing.parent}'",
-        "True",
-    ]
+    asked = []
+    store = store_module.ANPRDatabase.__new__(store_module.ANPRDatabase)
+    store._init_schema = lambda: asked.append(True)
+    with without_privileges():
+        error = error_of(store.__init__, missing / "anpr.db")
+    text = f"[Errno 13] Permission denied: '{missing.parent}'"
+    assert type_and_text(error) == (PermissionError, text)
+    assert store.db_path == missing / "anpr.db"
+    assert asked == []
     assert not missing.exists()
 
 
-def test_a_new_file_in_a_closed_directory_cannot_be_opened(store_module_name, folder):
+def test_a_new_file_in_a_closed_directory_cannot_be_opened(store_module, folder):
     folder.chmod(0o555)
-    out = child(store_module_name, folder / "anpr.db", "tell(store_class, sys.argv[2])")
-    assert out == ["OperationalError: unable to open database file"]
+    with without_privileges():
+        error = error_of(store_module.ANPRDatabase, folder / "anpr.db")
+    assert type_and_text(error) == NOT_OPENED
     assert os.listdir(folder) == []
 
 
-def test_an_unreadable_file_cannot_be_opened(store_module_name, made):
-    give(made.parent)
-    give(made)
+@pytest.fixture
+def made(folder):
+    """A file with the sample rows, in a folder of its own; both belong to whom the tests become."""
+    path = folder / "data" / "anpr.db"
+    path.parent.mkdir()
+    make_sample(path)
+    if os.getuid() == 0:
+        for given in (path, path.parent):
+            os.chown(given, NOBODY, NOBODY)
+    return path
+
+
+def test_an_unreadable_file_cannot_be_opened(store_module, made):
     made.chmod(0o000)
-    out = child(store_module_name, made, "tell(store_class, sys.argv[2])")
-    assert out == ["OperationalError: unable to open database file"]
+    with without_privileges():
+        assert type_and_text(error_of(store_module.ANPRDatabase, made)) == NOT_OPENED
 
 
-def test_a_file_that_may_only_be_read_is_read_and_not_written(store_module_name, made):
-    give(made.parent)
-    give(made)
-    made.chmod(0o444)
+@pytest.mark.parametrize("closed", ["file", "directory"])
+def test_what_may_only_be_read_is_read_and_not_written(store_module, made, closed):
+    """A file without the right to write, or a directory that takes no journal."""
+    (made if closed == "file" else made.parent).chmod(0o444 if closed == "file" else 0o555)
     before = made.read_bytes()
-    out = child(
-        store_module_name,
-        made,
-        """
-store = store_class(sys.argv[2])
-tell(lambda: store.get_detection(1)["plates"])
-tell(lambda: len(store.get_history()))
-tell(store.add_detection, **DETECTION)
-tell(store.update_image_paths, 1, "a", "b")
-tell(store.update_mmc_data, 1, {})
-tell(lambda: len(store.get_history()))
-""",
-    )
-    refused = "OperationalError: attempt to write a readonly database"
-    assert out == ["['AB123', 'XY-9']", "1", refused, refused, refused, "1"]
-    assert made.read_bytes() == before
-
-
-def test_a_closed_directory_lets_no_journal_be_made(store_module_name, made):
-    give(made)
-    made.chmod(0o644)
-    made.parent.chmod(0o555)
-    before = made.read_bytes()
-    out = child(
-        store_module_name,
-        made,
-        """
-store = store_class(sys.argv[2])
-tell(lambda: len(store.get_history()))
-tell(store.add_detection, **DETECTION)
-""",
-    )
-    assert out == ["1", "OperationalError: attempt to write a readonly database"]
+    with without_privileges():
+        store = store_module.ANPRDatabase(made)
+        for operation in CONNECTED:
+            if operation.writes and operation.name != "_init_schema":
+                assert type_and_text(error_of(operation.run, store)) == NOT_WRITTEN
+            else:
+                assert type(operation.run(store)) in operation.gives
     assert made.read_bytes() == before

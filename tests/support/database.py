@@ -56,10 +56,13 @@ def schema(path: str | Path) -> dict[str, str | None]:
 
 def contents(path: str | Path) -> dict[str, Any]:
     """Everything that the file holds, in a form that two files can be compared in."""
-    tables = ("detections", "watchlist", "alerts", "sqlite_sequence")
+    tables = query(path, "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")
     return {
         "schema": schema(path),
-        **{t: (columns(path, t), query(path, f"SELECT * FROM {t} ORDER BY rowid")) for t in tables},
+        **{
+            t: (columns(path, t), query(path, f"SELECT * FROM {t} ORDER BY rowid"))
+            for (t,) in tables
+        },
     }
 
 
@@ -76,9 +79,9 @@ def lock_held(path: str | Path, kind: str) -> Iterator[sqlite3.Connection]:
         other.rollback()
 
 
-def open_descriptors(path: str | Path) -> list[str]:
-    """This process's open files that belong to the database: itself, its journal, its log."""
-    wanted = os.path.realpath(path)
+def open_descriptors(below: str | Path) -> list[str]:
+    """What this process has open whose path begins so: a database, its journal, its log."""
+    wanted = os.path.realpath(below)
     found = []
     for name in os.listdir("/proc/self/fd"):
         try:
@@ -87,4 +90,4 @@ def open_descriptors(path: str | Path) -> list[str]:
             continue  # the listing's own descriptor
         if target.startswith(wanted):
             found.append(target)
-    return found
+    return sorted(found)

@@ -63,16 +63,3 @@ def loaded_engines() -> list[str]:
     with open("/proc/self/maps") as maps:
         files = {line.split(maxsplit=5)[5].strip() for line in maps if line.count("/")}
     return sorted(file for file in files if "libsqlite3" in os.path.basename(file))
-
-
-def open_descriptors(below: object = "/") -> list[str]:
-    """What the process has open, of files whose path begins with this one."""
-    found = []
-    for entry in os.listdir("/proc/self/fd"):
-        try:
-            target = os.readlink(f"/proc/self/fd/{entry}")
-        except OSError:
-            continue
-        if target.startswith(str(below)):
-            found.append(target)
-    return sorted(found)

@@ -29,7 +29,6 @@ def _library() -> Any:
             library.fault_memory_fail_at.argtypes = [ctypes.c_long, ctypes.c_int]
             library.fault_memory_fail_at.restype = None
             library.fault_memory_calls.restype = ctypes.c_long
-            library.fault_memory_in_use.restype = ctypes.c_longlong
             return library
     raise FileNotFoundError("libfault_layer.so")
 
@@ -65,7 +64,3 @@ def fail_allocation(nth: int, count: int = 1) -> None:
 
 def allocations() -> int:
     return int(_library().fault_memory_calls())
-
-
-def bytes_in_use() -> int:
-    return int(_library().fault_memory_in_use())

@@ -6,13 +6,19 @@ and reader must return or raise.
 
 from __future__ import annotations
 
+import itertools
 import json
 import random
 import struct
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from typing import Any
 
+from anpr_test_modules import store_internals
+from hypothesis import settings
 from hypothesis import strategies as st
+
+loads = store_internals.loads
+dumps = store_internals.dumps
 
 
 def outcome(function: Callable[[Any], Any], argument: Any) -> tuple[Any, ...]:
@@ -44,12 +50,20 @@ def describe(value: Any) -> Any:
     return kind, repr(value)
 
 
-def assert_read_alike(loads: Callable[[Any], Any], document: Any) -> None:
-    assert outcome(loads, document) == outcome(json.loads, document)
+def assert_read_alike(*documents: Any) -> None:
+    _assert_alike(loads, json.loads, documents)
 
 
-def assert_written_alike(dumps: Callable[[Any], Any], value: Any) -> None:
-    assert outcome(dumps, value) == outcome(json.dumps, value)
+def assert_written_alike(*values: Any) -> None:
+    _assert_alike(dumps, json.dumps, values)
+
+
+def _assert_alike(
+    function: Callable[[Any], Any], oracle: Callable[[Any], Any], arguments: Iterable[Any]
+) -> None:
+    for argument in arguments:
+        ours, theirs = outcome(function, argument), outcome(oracle, argument)
+        assert ours == theirs, ascii(argument)[:1000]
 
 
 # Values that the writer takes and the reader gives back.
@@ -102,6 +116,24 @@ VALID_DOCUMENTS = (
 )
 
 
+def random_run(examples: int) -> Callable[[Any], Any]:
+    """Makes a test of hypothesis a run of so many examples, whatever the profile says."""
+    return settings(max_examples=examples)
+
+
+def around_widths(letters: Sequence[str]) -> Iterator[str]:
+    """Runs of one letter with another among them, of lengths around those of wide registers."""
+    for first, second in itertools.product(letters, repeat=2):
+        for count, tail in itertools.product((0, 1, 15, 16, 17, 63, 64, 65), (0, 1, 31, 33)):
+            yield first * count + second + first * tail
+
+
+def floats_of_every_size(count: int) -> Iterator[float]:
+    """Bit patterns spread evenly: numbers of every magnitude, infinities and NaNs among them."""
+    for n in range(count):
+        yield struct.unpack("<d", struct.pack("<Q", 0x9E3779B97F4A7C15 * n % 2**64))[0]
+
+
 def mutated(seed: int, count: int) -> Iterator[str]:
     """`count` documents, each a valid one with a few edits: most broken, some still valid."""
     dice = random.Random(seed)
@@ -129,17 +161,3 @@ def soup(seed: int, count: int) -> Iterator[str]:
     dice = random.Random(seed)
     for _ in range(count):
         yield "".join(dice.choices(PIECES, k=dice.randint(0, 12)))
-
-
-def differing(
-    function: Callable[[Any], Any], oracle: Callable[[Any], Any], arguments: Iterator[Any]
-) -> list[tuple[Any, tuple[Any, ...], tuple[Any, ...]]]:
-    """The first few arguments on which the two functions part, with what each gave."""
-    found = []
-    for argument in arguments:
-        ours, theirs = outcome(function, argument), outcome(oracle, argument)
-        if ours != theirs:
-            found.append((argument, ours, theirs))
-            if len(found) == 5:
-                break
-    return found

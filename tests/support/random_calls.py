@@ -1,29 +1,15 @@
-"""Random calls of the store, good and bad: which values each operation is tried with.
-
-An operation is added by one entry of `TRIED_WITH`; its parameters' order and defaults come from
-the table of methods.
-"""
+"""Random calls of the store, good and bad: which values each operation is tried with."""
 
 from __future__ import annotations
 
-from dataclasses import dataclass, field
 from typing import Any
 
 from hypothesis import strategies as st
 
-from support.method_table import METHODS, REQUIRED, Method
+from support.fakes import Text
+from support.samples import DETECTION_COLUMNS
 
 Values = st.SearchStrategy[Any]
-
-REOPEN = "reopen"
-CHANGE = "change beside the store"
-
-
-@dataclass(frozen=True)
-class Call:
-    name: str  # a method, or one of the two words above
-    arguments: tuple[Any, ...] = ()
-    named: dict[str, Any] = field(default_factory=dict)
 
 
 class Unknown:
@@ -35,10 +21,6 @@ class Unknown:
 
 class Number(int):
     pass
-
-
-class Text(str):
-    __slots__ = ()
 
 
 plates = st.sampled_from(["AB12", "ab-1 2", "B1", "XAB12Y", "ÄÖ 3", "車", "CD34", "", "-", " ß "])
@@ -97,32 +79,16 @@ times = mostly(st.one_of(st.none(), reals))
 paths = mostly(st.sampled_from([None, "image.jpg", "", "車.jpg"]))
 
 # What another program may leave in a text column.
+# fmt: off
 stored_values = st.one_of(
-    st.sampled_from(
-        [
-            None,
-            "",
-            "[]",
-            "null",
-            '"AB12"',
-            '{"AB": 1}',
-            "[1, 1.0, true]",
-            '["AB12", ["x"], "CD"]',
-            "[NaN, -Infinity]",
-            "broken",
-            "[0.5, null]",
-            "5",
-            " [1] ",
-            '{"a": 1, "a": 2}',
-            b"[1]",
-            b"\xff",
-            0,
-            0.5,
-            7,
-        ]
-    ),
+    st.sampled_from([
+        None, "", "[]", "null", '"AB12"', '{"AB": 1}', "[1, 1.0, true]", '["AB12", ["x"], "CD"]',
+        "[NaN, -Infinity]", "broken", "[0.5, null]", "5", " [1] ", '{"a": 1, "a": 2}', b"[1]",
+        b"\xff", 0, 0.5, 7,
+    ]),
     texts.filter(lambda text: text.isprintable()),
 )
+# fmt: on
 
 TRIED_WITH: dict[str, dict[str, Values]] = {
     "_init_schema": {},
@@ -194,96 +160,18 @@ TRIED_WITH: dict[str, dict[str, Values]] = {
     },
 }
 
-columns = st.sampled_from(
-    [
-        "plates",
-        "confidences",
-        "bboxes",
-        "mmc_data",
-        "detection_confidences",
-        "num_plates",
-        "success",
-        "processing_time",
-        "timestamp",
-    ]
-)
+NOT_CHANGED = ("id", "detector_time", "ocr_time", "image_path", "thumbnail_path")
+columns = st.sampled_from([name for name in DETECTION_COLUMNS if name not in NOT_CHANGED])
 
 
-@st.composite
-def _changes(draw: st.DrawFn) -> Call:
-    statement, values = draw(
-        st.one_of(
-            st.builds(
-                lambda column, value, row: (
-                    f"UPDATE OR IGNORE detections SET {column} = ? WHERE id = ?",
-                    (value, row),
-                ),
-                columns,
-                stored_values,
-                st.integers(1, 4),
-            ),
-            st.tuples(
-                st.just("UPDATE OR IGNORE watchlist SET label = ?, note = ?"),
-                st.tuples(stored_values, stored_values),
-            ),
-            st.sampled_from(
-                [
-                    ("DELETE FROM detections WHERE id = 1", ()),
-                    ("INSERT INTO detections (timestamp) VALUES ('elsewhere')", ()),
-                    ("DROP INDEX IF EXISTS idx_timestamp", ()),
-                    ("ALTER TABLE detections DROP COLUMN mmc_data", ()),
-                    ("ALTER TABLE alerts DROP COLUMN is_read", ()),
-                    ("DROP TABLE IF EXISTS watchlist", ()),
-                    ("PRAGMA user_version = 5", ()),
-                ]
-            ),
-        )
-    )
-    return Call(CHANGE, (statement, values))
-
-
-@st.composite
-def _calls_of(draw: st.DrawFn, method: Method) -> Call:
-    values = TRIED_WITH[method.name]
-    given = {
-        p.name: draw(values[p.name])
-        for p in method.parameters
-        if p.default is REQUIRED or draw(st.sampled_from([False, False, True]))
-    }
-    leading = []
-    for parameter in method.parameters:
-        if parameter.name not in given:
-            break
-        leading.append(parameter.name)
-    positions = draw(st.integers(0, len(leading)))
-    arguments = tuple(given.pop(name) for name in leading[:positions])
-    return Call(method.name, arguments, given)
-
-
-# Something to find, so that reading is not mostly about empty tables.
-FIRST = [
-    Call(
-        "add_detection",
-        (["AB12", "CD34"], [0.5, 0.93], [[1, 2, 3, 4], []], 0.25, 0.125, None),
-        {"detection_confidences": [0.5]},
-    ),
-    Call("update_mmc_data", (1, {"mmc_make": "VW", "mmc_color": "red"})),
-    Call("add_detection", ([], [], [], 0.5, 0, 1.5, "image.jpg"), {"success": False}),
-    Call("add_detection", (["AB12", "XAB12Y"], [0.25], [[]], None, None, None)),
-    Call("update_mmc_data", (3, {"mmc_color": "blue", "mmc_plate_nation": "DE"})),
-    Call("add_watchlist", (" ab-12 ", " stolen ")),
-    Call("add_watchlist", ("-",)),
-    Call("add_alert", ("AB12", "stolen", 1, 0.5)),
-    Call("add_alert", ("XAB12Y", None, 3, None)),
+# What another program may do to the file.
+CHANGES = [
+    "DELETE FROM detections WHERE id = 1",
+    "INSERT INTO detections (timestamp) VALUES ('elsewhere')",
+    "DROP INDEX IF EXISTS idx_timestamp",
+    "ALTER TABLE detections DROP COLUMN mmc_data",
+    "ALTER TABLE detections DROP COLUMN detection_confidences",
+    "ALTER TABLE alerts DROP COLUMN is_read",
+    "DROP TABLE IF EXISTS watchlist",
+    "PRAGMA user_version = 5",
 ]
-
-
-def calls(store_class: type) -> st.SearchStrategy[list[Call]]:
-    """Sequences of calls of the operations that the class has, with surprises between them."""
-    there = [m for m in METHODS if m.name in TRIED_WITH and m.name in vars(store_class)]
-    first = [call for call in FIRST if call.name in vars(store_class)]
-    changes = [_changes(), _changes(), st.just(Call(REOPEN))]
-    one = st.one_of(*(_calls_of(m) for m in there), *changes)
-    return st.tuples(
-        st.sampled_from([first, first, first, []]), st.lists(one, min_size=5, max_size=30)
-    ).map(lambda parts: parts[0] + parts[1])

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+from collections.abc import Callable
 from contextlib import AbstractContextManager
-from datetime import datetime
+from datetime import datetime, timedelta
 from pathlib import Path
 from types import ModuleType
 from typing import Any
@@ -17,9 +18,11 @@ Outcome = tuple[Any, ...]
 
 
 class Side:
-    def __init__(self, module: ModuleType, path: Path, moment: datetime):
+    def __init__(
+        self, module: ModuleType, path: Path, moment: datetime, step: timedelta = timedelta(0)
+    ):
         self.path = path
-        self.clock = Clock(moment)
+        self.clock = Clock(moment, step)
         self._module = module
         self._store: Any = None
 
@@ -31,8 +34,11 @@ class Side:
 
     def outcome(self, operation: str, *arguments: Any, **named: Any) -> tuple[Outcome, Any]:
         """What the caller sees of the call, in a form to compare, and the result itself."""
+        return self.outcome_of(lambda: getattr(self._store, operation)(*arguments, **named))
+
+    def outcome_of(self, action: Callable[[], Any]) -> tuple[Outcome, Any]:
         try:
-            result = getattr(self._store, operation)(*arguments, **named)
+            result = action()
         except Exception as error:
             code = getattr(error, "sqlite_errorcode", None)
             return ("raised", type(error), str(error), code), None

@@ -23,6 +23,11 @@ _STANDARD_CONNECT = sqlite3.connect
 _JSON_COLUMNS = ("plates", "confidences", "bboxes", "mmc_data", "detection_confidences")
 
 
+def _searched(value: Any) -> Any:
+    # A text's own characters, whatever its class shows instead.
+    return str.__str__(value) if isinstance(value, str) else value
+
+
 @contextmanager
 def _scope(store: ANPRDatabase) -> Iterator[Any]:
     """One operation's connection; an error of the block gets out whatever `__exit__` returns."""
@@ -224,7 +229,7 @@ class ANPRDatabase:
         params = []
         if query:
             conditions.append("plates LIKE ?")
-            params.append(f"%{query}%")
+            params.append(f"%{_searched(query)}%")
         if date_from:
             conditions.append("timestamp >= ?")
             params.append(date_from)
@@ -243,7 +248,7 @@ class ANPRDatabase:
         ):
             if value:
                 conditions.append("mmc_data LIKE ?")
-                params.append(f'%"{key}"%{value}%')
+                params.append(f'%"{key}"%{_searched(value)}%')
         if conditions:
             sql += " WHERE " + " AND ".join(conditions)
         sql += " ORDER BY timestamp DESC LIMIT ? OFFSET ?"

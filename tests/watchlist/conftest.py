@@ -4,9 +4,10 @@ from __future__ import annotations
 
 import sqlite3
 from contextlib import closing
-from types import SimpleNamespace
 
 import pytest
+
+from support.fakes import FakeConnection, give
 
 
 @pytest.fixture
@@ -26,34 +27,14 @@ def watch(store, db_path):
     return put
 
 
-class AnsweringConnection:
-    """Answers every statement with the same rows, and keeps what it was asked in `asked`."""
-
-    def __init__(self, rows, asked):
-        self._rows = rows
-        self._asked = asked
-
-    def __enter__(self):
-        self._asked.append("enter")
-        return self
-
-    def __exit__(self, error_type, error, traceback):
-        self._asked.append("exit")
-
-    def execute(self, statement, *parameters):
-        self._asked.append((statement, *parameters))
-        one = self._rows[0] if self._rows else None
-        return SimpleNamespace(fetchall=lambda: self._rows, fetchone=lambda: one)
-
-
 @pytest.fixture
 def answering(store):
     """Makes the store's connections answer with these rows; what they will have been asked."""
 
     def answer(rows):
-        asked = []
-        store._get_conn = lambda: AnsweringConnection(rows, asked)
-        return asked
+        log = []
+        give(store, FakeConnection(rows, log=log))
+        return log
 
     return answer
 

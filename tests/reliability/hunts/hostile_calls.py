@@ -30,7 +30,7 @@ from reliability.hunts.find import Find
 from reliability.hunts.hostile_values import World, hostile
 from support import twin
 from support.clock import Clock
-from support.method_table import METHODS, REQUIRED
+from support.operations import OPERATIONS, REQUIRED
 from support.values import exactly
 
 CALLS = 150
@@ -190,7 +190,7 @@ def _play_call(module: Any, seed: int, path: Path) -> Played:
         kind = hostile_class(world, dice)
         world.store = kind.__new__(kind)
         world.store.db_path = path
-        method = dice.choice([m for m in METHODS if m.name not in ("_get_conn", "__init__")])
+        method = dice.choice([m for m in OPERATIONS if m.name not in ("_get_conn", "__init__")])
         bound = getattr(world.store, method.name)
         if dice.random() < 0.5:
             count = dice.randint(

@@ -1,0 +1,1 @@
+"""Load over HTTP on the example server."""
