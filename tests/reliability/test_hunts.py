@@ -102,7 +102,7 @@ def test_by_default_the_last_operation_may_be_lost_with_the_names_of_files(tmp_p
     # The same statements, held to lose nothing: so the row above is no promise of too little.
     _, found = losing(tmp_path, "strict")
     assert len(found) >= 5
-    assert all("names of files may vanish: Find: 1 states are allowed" in find for find in found)
+    assert all("may vanish: Find: " in find and "states are allowed" in find for find in found)
 
 
 @pytest.mark.parametrize(

@@ -50,6 +50,9 @@ _LISTS: dict[str, tuple[Any, ...]] = {
 }
 _TEXT_NAMES = ("plate", "label", "query", "date_from", "date_to", "image_path", "thumbnail_path")
 
+# What came of a call, what was asked and in which order, what the file holds then.
+Played = tuple[Any, list[Any], Any] | None
+
 
 def _some(dice: random.Random, world: World, base: type, value: Any, share: float = 0.3) -> Any:
     if dice.random() >= share:
@@ -169,7 +172,7 @@ def _sample(path: Path) -> bytes:
     return path.read_bytes()
 
 
-def _play_call(module: Any, seed: int, path: Path) -> tuple[Any, list[Any], Any] | None:
+def _play_call(module: Any, seed: int, path: Path) -> Played:
     """One call in a world of its own: what it gave, what its hooks noted, what is in the file.
 
     Nothing where what happened is not the same in Python.
@@ -228,48 +231,57 @@ def _play_call(module: Any, seed: int, path: Path) -> tuple[Any, list[Any], Any]
     return (outcome, log, file) if world.compared else None
 
 
-def _play_in_child(*given: Any) -> tuple[Any, list[Any], Any] | None:
-    """The same in a process of its own: Python's `sqlite3` does not survive every call. Nothing
-    where it did not."""
-    reading, writing = os.pipe()
-    pid = os.fork()
-    if pid == 0:
-        os.close(reading)
-        with open(writing, "wb") as out:
+def _play_twin(seeds: list[int], folder: Path, sample: bytes) -> list[Played]:
+    """The calls on the twin, in processes of their own: Python's `sqlite3` does not survive each
+    of them, and gives nothing for the one that ended its process."""
+    played: list[Played] = []
+    while len(played) < len(seeds):
+        reading, writing = os.pipe()
+        pid = os.fork()
+        if pid == 0:
+            os.close(reading)
             faulthandler.disable()
-            pickle.dump(_play_call(*given), out)
-            out.flush()
-            os._exit(0)
-    os.close(writing)
-    with open(reading, "rb") as told:
-        text = told.read()
-    _, status = os.waitpid(pid, 0)
-    code = os.waitstatus_to_exitcode(status)
-    if code > 0:
-        raise Find(f"the twin's process ended with {code}")
-    return pickle.loads(text) if code == 0 else None
+            with open(writing, "wb") as out:
+                for seed in seeds[len(played) :]:
+                    pickle.dump(_play_call(twin, seed, _new_place(folder, sample)), out)
+                    out.flush()
+                os._exit(0)
+        os.close(writing)
+        with open(reading, "rb") as told:
+            try:
+                while True:
+                    played.append(pickle.load(told))
+            except (EOFError, pickle.UnpicklingError):
+                pass
+        _, status = os.waitpid(pid, 0)
+        code = os.waitstatus_to_exitcode(status)
+        if code > 0:
+            raise Find(f"the twin's process ended with {code}")
+        if code < 0:
+            played.append(None)
+    return played
+
+
+def _new_place(folder: Path, sample: bytes) -> Path:
+    """The same path each time: it is part of what an error may say."""
+    place = folder / "place"
+    shutil.rmtree(place, ignore_errors=True)
+    place.mkdir()
+    (place / "anpr.db").write_bytes(sample)
+    return place / "anpr.db"
 
 
 def play(seed: int, folder: Path) -> Counter[str]:
     dice = random.Random(seed)
     sample = _sample(folder / "sample.db")
     figures: Counter[str] = Counter()
-    for number in range(CALLS):
-        call_seed = dice.randrange(2**32)
-        seen: list[Any] = []
-        for name, module, play_call in (
-            ("one", native, _play_call),
-            ("two", twin, _play_in_child),
-        ):
-            place = folder / name
-            shutil.rmtree(place, ignore_errors=True)
-            place.mkdir()
-            (place / "anpr.db").write_bytes(sample)
-            seen.append(play_call(module, call_seed, place / "anpr.db"))
+    seeds = [dice.randrange(2**32) for _ in range(CALLS)]
+    for number, expected in enumerate(_play_twin(seeds, folder, sample)):
+        played = _play_call(native, seeds[number], _new_place(folder, sample))
         figures["calls"] += 1
-        if seen[0] is None or seen[1] is None or LOCKED in repr(seen):
+        if played is None or expected is None or LOCKED in repr((played, expected)):
             continue
-        (ours, our_log, our_file), (theirs, their_log, their_file) = seen
+        (ours, our_log, our_file), (theirs, their_log, their_file) = played, expected
         if our_log != their_log:
             place_of = next(
                 (i for i, (a, b) in enumerate(zip(our_log, their_log, strict=False)) if a != b),
