@@ -9,10 +9,14 @@
 
 #include "sqlite/call_watch.h"
 #include "sqlite/error.h"
+#include "sqlite/file_lock.h"
 
 namespace sqlite {
 
 namespace {
+
+// A file control of our own, told to our files only. SQLite keeps the numbers below 100 for itself.
+constexpr int kSetBusyTimeout = 0x5a417201;
 
 // The VFS below, and our table of methods over it. Lives
 // for ever: connections may outlast everything else.
@@ -29,12 +33,14 @@ struct Shim {
 struct alignas(sqlite3_int64) File {
   sqlite3_file head;
   sqlite3_io_methods methods;
+  FileLock locks;
 };
 
 sqlite3_vfs* base(sqlite3_vfs* shim) { return static_cast<Shim*>(shim->pAppData)->base; }
 sqlite3_file* base(sqlite3_file* file) {
   return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(file) + 1);
 }
+FileLock& locks(sqlite3_file* file) { return reinterpret_cast<File*>(file)->locks; }
 const sqlite3_io_methods& below(sqlite3_file* file) { return *base(file)->pMethods; }
 
 void tick() noexcept {
@@ -47,7 +53,11 @@ void about_to_wait() noexcept {
 
 // Methods of an open file.
 
-int close(sqlite3_file* file) noexcept { return below(file).xClose(base(file)); }
+int close(sqlite3_file* file) noexcept {
+  const int code = below(file).xClose(base(file));
+  locks(file).closed();
+  return code;
+}
 
 int read(sqlite3_file* file, void* into, int amount, sqlite3_int64 offset) noexcept {
   tick();
@@ -72,11 +82,9 @@ int file_size(sqlite3_file* file, sqlite3_int64* size) noexcept {
   return below(file).xFileSize(base(file), size);
 }
 
-int lock(sqlite3_file* file, int level) noexcept { return below(file).xLock(base(file), level); }
+int lock(sqlite3_file* file, int level) noexcept { return locks(file).lock(level); }
 
-int unlock(sqlite3_file* file, int level) noexcept {
-  return below(file).xUnlock(base(file), level);
-}
+int unlock(sqlite3_file* file, int level) noexcept { return locks(file).unlock(level); }
 
 int check_reserved_lock(sqlite3_file* file, int* held) noexcept {
   return below(file).xCheckReservedLock(base(file), held);
@@ -86,6 +94,14 @@ int file_control(sqlite3_file* file, int operation, void* argument) noexcept {
   // Builds with this option wait inside the file lock,
   // out of our sight; without it they sleep in xSleep.
   if (operation == SQLITE_FCNTL_LOCK_TIMEOUT) return SQLITE_NOTFOUND;
+  if (operation == kSetBusyTimeout) {
+    locks(file).set_busy_timeout(*static_cast<std::chrono::milliseconds*>(argument));
+    return SQLITE_OK;
+  }
+  if (operation == SQLITE_FCNTL_PRAGMA) {
+    const auto* const pragma = static_cast<char**>(argument);
+    locks(file).pragma(pragma[1], pragma[2]);
+  }
   return below(file).xFileControl(base(file), operation, argument);
 }
 
@@ -100,7 +116,7 @@ int shm_map(sqlite3_file* file, int region, int size, int extend, void volatile*
 }
 
 int shm_lock(sqlite3_file* file, int offset, int count, int flags) noexcept {
-  return below(file).xShmLock(base(file), offset, count, flags);
+  return locks(file).shm_lock(offset, count, flags);
 }
 
 void shm_barrier(sqlite3_file* file) noexcept { below(file).xShmBarrier(base(file)); }
@@ -176,6 +192,7 @@ int open(sqlite3_vfs* shim, const char* name, sqlite3_file* file, int flags,
   }
   auto* const ours = reinterpret_cast<File*>(file);
   ours->methods = methods_over(*base(file)->pMethods);
+  new (&ours->locks) FileLock(base(file), (flags & SQLITE_OPEN_MAIN_DB) != 0 ? name : nullptr);
   file->pMethods = &ours->methods;
   return code;
 }
@@ -214,8 +231,10 @@ int randomness(sqlite3_vfs* shim, int size, char* out) noexcept {
 }
 
 int sleep(sqlite3_vfs* shim, int microseconds) noexcept {
-  about_to_wait();
-  return base(shim)->xSleep(base(shim), microseconds);
+  CallWatch* const watch = CallWatch::current();
+  if (watch == nullptr) return base(shim)->xSleep(base(shim), microseconds);
+  watch->lock_wait.sleep(*watch, microseconds);
+  return microseconds;
 }
 
 int current_time(sqlite3_vfs* shim, double* days) noexcept {
@@ -281,6 +300,10 @@ constinit std::mutex shims_mutex;
 constinit Shim* shims = nullptr;
 
 }  // namespace
+
+void tell_busy_timeout(sqlite3* database, std::chrono::milliseconds timeout) noexcept {
+  sqlite3_file_control(database, nullptr, kSetBusyTimeout, &timeout);
+}
 
 const char* vfs_shim_over_default() {
   sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
