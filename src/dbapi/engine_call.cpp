@@ -1,13 +1,22 @@
 #include "dbapi/engine_call.h"
 
+#include <atomic>
 #include <unistd.h>
 #include <utility>
+
+#include <sqlite3.h>
 
 #include "python/hang_thread.h"
 
 namespace dbapi {
 
 namespace {
+
+using python::GilPrice;
+using python::GilSlice;
+
+// How many threads have their turn for a file and want the GIL to take it.
+constinit std::atomic<int> called_up{0};
 
 // Only there does Python run the handlers of signals.
 bool is_main_thread() noexcept { return gettid() == getpid(); }
@@ -16,19 +25,29 @@ bool is_main_thread() noexcept { return gettid() == getpid(); }
 
 EngineCall::~EngineCall() {
   lock_wait.leave();
-  take_back();
+  if (without_gil()) {
+    take_back();
+  } else {
+    GilPrice::kept_by_engine(GilPrice::Clock::now() - kept_since_);
+  }
 }
 
-void EngineCall::take_back() noexcept {
-  if (thread_ == nullptr) return;
-  try {
-    PyEval_RestoreThread(std::exchange(thread_, nullptr));
-  } catch (...) {
-    // The interpreter exits, and this thread with it: nobody shall wait behind it.
-    lock_wait.leave();
-    python::hang_thread();
-  }
-  python::GilSlice::begin_again();
+bool EngineCall::can_do_without() const noexcept {
+  const int level = lock_wait.held_level();
+  // Others wait for what this call holds.
+  if (level >= SQLITE_LOCK_RESERVED) return GilSlice::used_up();
+  if (level == SQLITE_LOCK_NONE && called_up.load(std::memory_order_relaxed) > 0) return true;
+  return GilSlice::rent_is_due();
+}
+
+void EngineCall::about_to_sync(std::chrono::nanoseconds usual) noexcept {
+  if (!without_gil() && !GilSlice::worth_keeping_for(usual)) let_go();
+}
+
+void EngineCall::turn_has_come() noexcept {
+  ++called_up;
+  take_back();
+  --called_up;
 }
 
 bool EngineCall::stop_waiting() noexcept {
@@ -39,6 +58,26 @@ bool EngineCall::stop_waiting() noexcept {
                     python::in_interpreter([] { return PyErr_CheckSignals(); }) != 0;
   let_go();
   return stop;
+}
+
+void EngineCall::let_go() noexcept {
+  if (without_gil()) return;
+  GilPrice::kept_by_engine(GilPrice::Clock::now() - kept_since_);
+  thread_ = PyEval_SaveThread();
+}
+
+void EngineCall::take_back() noexcept {
+  if (!without_gil()) return;
+  const GilPrice::Mark asked = GilPrice::mark();
+  try {
+    PyEval_RestoreThread(std::exchange(thread_, nullptr));
+  } catch (...) {
+    // The interpreter exits, and this thread with it: nobody shall wait behind it.
+    lock_wait.leave();
+    python::hang_thread();
+  }
+  GilSlice::begin_again(asked);
+  kept_since_ = GilPrice::Clock::now();
 }
 
 }  // namespace dbapi

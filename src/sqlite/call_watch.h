@@ -1,6 +1,8 @@
 // Who wants to know what the engine is about to do on this thread.
 #pragma once
 
+#include <chrono>
+
 #include "sqlite/lock_wait.h"
 
 namespace sqlite {
@@ -12,9 +14,11 @@ class CallWatch {
   CallWatch(const CallWatch&) = delete;
   CallWatch& operator=(const CallWatch&) = delete;
 
-  // The engine is about to sleep until another connection
-  // lets a lock go, or to sync a file to disk.
+  // The engine is about to sleep until another connection lets a lock go, or to sync a file of
+  // which it is not known how long that takes.
   virtual void about_to_wait() noexcept = 0;
+  // The engine is about to sync a file, which lately took that long on average.
+  virtual void about_to_sync(std::chrono::nanoseconds usual) noexcept = 0;
   // The turn of this thread has come: when this returns, it tries for the lock.
   virtual void turn_has_come() noexcept = 0;
   // Asked while the thread waits, when a signal's handler has run on it and every now and then.

@@ -25,6 +25,10 @@ void refused(FileLock* file, LockWait::For lock) noexcept {
   if (LockWait* const wait = wait_of_this_call()) wait->refused(file, lock);
 }
 
+void holds(FileLock* file, int level) noexcept {
+  if (LockWait* const wait = wait_of_this_call()) wait->holds(file, level);
+}
+
 // An engine call that has been told to stop waiting gets no lock any more.
 bool stopped() noexcept {
   const LockWait* const wait = wait_of_this_call();
@@ -71,6 +75,7 @@ int FileLock::lock(int level) noexcept {
   if (code == SQLITE_OK) {
     if (before == SQLITE_LOCK_NONE) reads_since_ = CallWatch::statement();
     if (level > before) level_ = level;
+    holds(this, level_);
     if (before < SQLITE_LOCK_RESERVED && level >= SQLITE_LOCK_RESERVED) have_write_lock();
   } else if (is_busy(code)) {
     if (level == SQLITE_LOCK_SHARED) {
@@ -93,6 +98,7 @@ bool FileLock::try_again(LockWait::For wanted) noexcept {
   if (below_->pMethods->xLock(below_, level) != SQLITE_OK) return false;
   if (reads) reads_since_ = CallWatch::statement();
   level_ = level;
+  holds(this, level);
   return true;
 }
 
@@ -105,6 +111,8 @@ int FileLock::unlock(int level) noexcept {
   if (stopped_reading && FileLine::anybody_commits_next() && id() != nullptr) {
     FileLine::reader_left(*id());
   }
+  holds(this, level_);
+  if (CallWatch* const watch = CallWatch::current()) watch->tick();
   return code;
 }
 
@@ -127,6 +135,7 @@ int FileLock::shm_lock(int offset, int count, int flags) noexcept {
   if (to_read && !locks) --wal_reads_;
   if (to_write) {
     writes_wal_ = locks;
+    holds(this, locks ? SQLITE_LOCK_RESERVED : SQLITE_LOCK_NONE);
     if (locks) {
       have_write_lock();
     } else {
@@ -141,6 +150,7 @@ void FileLock::closed() noexcept {
   const bool read = level_ >= SQLITE_LOCK_SHARED;
   level_ = SQLITE_LOCK_NONE;
   writes_wal_ = false;
+  if (LockWait* const wait = wait_of_this_call()) wait->closed(this);
   if (wrote) gave_write_lock_back();
   if (read && FileLine::anybody_commits_next() && id_) FileLine::reader_left(*id_);
 }

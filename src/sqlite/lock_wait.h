@@ -31,6 +31,18 @@ class LockWait {
 
   // The file has refused this lock; null: one that no line is for.
   void refused(FileLock* file, For lock) noexcept;
+  // This call has come to hold a file at this level of SQLite's locks, or has gone back to it.
+  void holds(FileLock* file, int level) noexcept {
+    held_file_ = file;
+    held_level_ = level;
+  }
+  // The file is gone.
+  void closed(const FileLock* file) noexcept {
+    if (held_file_ == file) holds(nullptr, 0);
+    if (refused_by_ == file) refused_by_ = nullptr;
+  }
+  FileLock* held_file() const noexcept { return held_file_; }
+  int held_level() const noexcept { return held_level_; }
   // The file's write lock is ours.
   void have_write_lock() noexcept { turn_.leave(); }
   // Our place among the file's writers.
@@ -60,6 +72,8 @@ class LockWait {
   WaitClock::time_point began_;
   WaitClock::duration counted_{0};  // what the engine has asked to sleep since then
   bool stopped_ = false;
+  FileLock* held_file_ = nullptr;
+  int held_level_ = 0;
 };
 
 }  // namespace sqlite

@@ -1,5 +1,6 @@
 #include "sqlite/vfs_shim.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include "sqlite/call_watch.h"
 #include "sqlite/error.h"
 #include "sqlite/file_lock.h"
+#include "sqlite/sync_times.h"
 
 namespace sqlite {
 
@@ -74,8 +76,21 @@ int truncate(sqlite3_file* file, sqlite3_int64 size) noexcept {
 }
 
 int sync(sqlite3_file* file, int flags) noexcept {
-  about_to_wait();
-  return below(file).xSync(base(file), flags);
+  CallWatch* const watch = CallWatch::current();
+  if (watch == nullptr) return below(file).xSync(base(file), flags);
+  // Journals and WALs lie beside the database file that the call holds a lock of.
+  FileLock* const database = watch->lock_wait.held_file();
+  const FileId* const id = database == nullptr ? nullptr : database->id();
+  SyncTimes* const times = id == nullptr ? nullptr : &SyncTimes::of(id->device);
+  if (times == nullptr) {
+    watch->about_to_wait();
+    return below(file).xSync(base(file), flags);
+  }
+  watch->about_to_sync(times->usual());
+  const auto began = WaitClock::now();
+  const int code = below(file).xSync(base(file), flags);
+  times->add(WaitClock::now() - began);
+  return code;
 }
 
 int file_size(sqlite3_file* file, sqlite3_int64* size) noexcept {
