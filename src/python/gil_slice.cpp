@@ -31,9 +31,10 @@ constinit thread_local Slice slice;
 // Longer than any slice needs to be, and short enough to count in nanoseconds.
 constexpr double kLongestSliceSeconds = 1e6;
 
-// The GIL is kept so long in any case: to let it go and take it back costs some microseconds, and
-// most calls are done by then.
-constexpr auto kShortestRent = std::chrono::microseconds(50);
+// The GIL is kept for this part of the switch interval in any case, 50 us unless a program has set
+// another one: to let it go and take it back costs some microseconds, and most calls are done by
+// then. Who sets a longer interval wants fewer changes.
+constexpr int kShortestRent = 100;
 
 // How much less than taking the GIL back something must take to keep the GIL through it. It is
 // known only how long it took before.
@@ -85,7 +86,7 @@ bool GilSlice::used_up() noexcept { return Clock::now() >= slice.end; }
 bool GilSlice::rent_is_due() noexcept {
   const Clock::time_point now = Clock::now();
   const Clock::duration kept = now - slice.begin;
-  if (kept < kShortestRent) return false;
+  if (kept < slice.length / kShortestRent) return false;
   return kept >= GilPrice::now() || now >= slice.end || now >= common_end();
 }
 
