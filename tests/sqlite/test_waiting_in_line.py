@@ -466,7 +466,7 @@ def test_threads_that_wait_when_the_interpreter_exits_stand_in_nobodys_way(path:
             threading.Thread(target=add, daemon=True).start()
         time.sleep(0.5)
         class AtTheEnd:
-            # Dropped with the names of this module: the interpreter has shut the waiting threads
+            # Dropped with the modules: the interpreter has shut the waiting threads
             # out for good by then, and hangs each that asks for it.
             def __init__(self, *needs):
                 self.needs = needs
@@ -478,7 +478,10 @@ def test_threads_that_wait_when_the_interpreter_exits_stand_in_nobodys_way(path:
                     pass
                 store.add_detection(*given)
                 write(1, f"written {clock() - begin < 4.5}\\n".encode())
-        _last = AtTheEnd(store, holder, GIVEN, time.monotonic, os.write)
+        module = type(sys)("held_until_the_end")
+        module.last = AtTheEnd(store, holder, GIVEN, time.monotonic, os.write)
+        sys.modules[module.__name__] = module
+        del module
         """,
         path,
     )
