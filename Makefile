@@ -11,6 +11,8 @@ TESTS ?= tests
 PYTEST_ARGS ?= --numprocesses auto --dist loadfile
 # What to time, and how: make bench BENCH_ARGS='--quick get_history'
 BENCH_ARGS ?=
+# What to do with the crowd: make bench-crowd CROWD_ARGS='--scene "8 writers" --rounds 5'
+CROWD_ARGS ?= --json build/crowd.json --svg build/crowd.svg
 
 venv := .venv
 python := $(venv)/bin/python
@@ -22,7 +24,7 @@ build_inputs := $(sources) $(shell find cmake stubs -type f) CMakeLists.txt pypr
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-8s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-11s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
 
 .PHONY: demo
 demo: build ## follow a few hundred recognised images through the store
@@ -60,6 +62,10 @@ asan tsan:
 .PHONY: bench
 bench: build ## time the store beside its peers
 	$(python) benchmarks/run.py $(BENCH_ARGS)
+
+.PHONY: bench-crowd
+bench-crowd: build ## time many threads and processes on one file, as a table and a picture
+	$(python) benchmarks/crowd.py $(CROWD_ARGS)
 
 .PHONY: build
 build: $(installed) ## set up .venv with the store and everything these targets need
