@@ -17,6 +17,8 @@ HUNTS ?=
 SECONDS ?= 120
 SEED ?=
 SANITIZER ?=
+# What to do with the crowd: make bench-crowd CROWD_ARGS='--scene "8 writers" --rounds 5'
+CROWD_ARGS ?= --json build/crowd.json --svg build/crowd.svg
 
 venv := .venv
 python := $(venv)/bin/python
@@ -96,6 +98,10 @@ bench: build ## time the store beside its peers
 .PHONY: bench-server
 bench-server: build ## load the example server over the store and over its twin
 	$(python) benchmarks/run_server_load.py $(BENCH_ARGS)
+
+.PHONY: bench-crowd
+bench-crowd: build ## time many threads and processes on one file, as a table and a picture
+	$(python) benchmarks/crowd.py $(CROWD_ARGS)
 
 .PHONY: build
 build: $(installed) ## set up .venv with the store and everything these targets need

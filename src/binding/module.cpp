@@ -19,6 +19,7 @@
 #include "python/namespace.h"
 #include "python/traceback.h"
 #include "python/values.h"
+#include "sqlite/page_memory.h"
 
 namespace binding {
 
@@ -140,6 +141,7 @@ void execute_new(PyObject* module) {
   python::remember_builtins(builtins_module.get());
   import_names(globals);
   python::GilSlice::read_interval_from_sys();
+  sqlite::keep_freed_pages_at_hand();
   dbapi::make_connection_type();
   dbapi::make_cursor_type();
   dbapi::make_row_shape_type();

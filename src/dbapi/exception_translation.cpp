@@ -16,7 +16,8 @@ void set_error_from_exception() noexcept {
     try {
       throw;
     } catch (const sqlite::Error& error) {
-      raise(error);
+      // A signal's handler that raised has ended a wait for a lock: its exception says why.
+      if (PyErr_Occurred() == nullptr) raise(error);
     }
   } catch (const python::PythonError&) {
     // Already pending; raising again would hide the first error.

@@ -3,6 +3,10 @@
 // and ends, and how often work of which cost looks whether it has.
 #pragma once
 
+#include <chrono>
+
+#include "python/gil_price.h"
+
 namespace python {
 
 // A slice lasts about as long as Python code may keep the GIL: the interpreter's switch interval
@@ -19,11 +23,20 @@ class GilSlice {
     Entry& operator=(const Entry&) = delete;
   };
 
-  // Called after this thread let the GIL go and took it back.
-  static void begin_again() noexcept;
+  // Called after this thread let the GIL go and took it back, which it asked for at the mark.
+  static void begin_again(const GilPrice::Mark& asked) noexcept;
 
   // True when the slice is over. Needs no GIL.
   static bool used_up() noexcept;
+
+  // For work that can do without the GIL: true when this thread has kept it for as long as taking
+  // it back would cost, and so pays at most twice what it would if it knew what comes; and when the
+  // threads that call the store have had it for a slice together since others had a turn. Needs no
+  // GIL.
+  static bool rent_is_due() noexcept;
+  // Whether to keep the GIL through something that takes so long and could do without: while that
+  // is much less than taking it back costs, and fits into the slice, the common one too.
+  static bool worth_keeping_for(std::chrono::nanoseconds usual) noexcept;
 
   // What the interpreter does between two byte codes: lets other threads run if the slice is over,
   // and looks at pending signals after each slice; throws what a signal's handler raised. Any
@@ -53,6 +66,7 @@ class GilSlice {
 
  private:
   static void begin() noexcept;
+  static GilPrice::Clock::time_point common_end() noexcept;
 };
 
 }  // namespace python

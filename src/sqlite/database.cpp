@@ -27,6 +27,7 @@ int on_progress(void*) noexcept {
 // Steps through the statement, leaving out its rows.
 void run_to_end(sqlite3* database, const Prepared& statement) {
   if (!statement) return;
+  CallWatch::begin_statement();
   int code = SQLITE_ROW;
   while (code == SQLITE_ROW) code = sqlite3_step(statement.get());
   if (code != SQLITE_DONE) throw Error::latest(database);
@@ -57,6 +58,7 @@ Database::Database(const char* path, int busy_timeout_ms) {
   handle_ = {opened, Close{getpid()}};
   if (code != SQLITE_OK) throw Error::latest(opened);
   sqlite3_busy_timeout(opened, busy_timeout_ms);
+  tell_busy_timeout(opened, std::chrono::milliseconds(busy_timeout_ms));
   sqlite3_progress_handler(opened, kStepsPerTick, on_progress, nullptr);
 }
 

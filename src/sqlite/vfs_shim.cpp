@@ -1,5 +1,6 @@
 #include "sqlite/vfs_shim.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -9,11 +10,16 @@
 
 #include "sqlite/call_watch.h"
 #include "sqlite/error.h"
+#include "sqlite/file_lock.h"
 #include "sqlite/fork_guard.h"
+#include "sqlite/sync_times.h"
 
 namespace sqlite {
 
 namespace {
+
+// A file control of our own, told to our files only. SQLite keeps the numbers below 100 for itself.
+constexpr int kSetBusyTimeout = 0x5a417201;
 
 // The VFS below, and our table of methods over it. Lives
 // for ever: connections may outlast everything else.
@@ -31,12 +37,14 @@ struct alignas(sqlite3_int64) File {
   sqlite3_file head;
   sqlite3_io_methods methods;
   OpenFile open_file;
+  FileLock locks;
 };
 
 sqlite3_vfs* base(sqlite3_vfs* shim) { return static_cast<Shim*>(shim->pAppData)->base; }
 sqlite3_file* base(sqlite3_file* file) {
   return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(file) + 1);
 }
+FileLock& locks(sqlite3_file* file) { return reinterpret_cast<File*>(file)->locks; }
 const sqlite3_io_methods& below(sqlite3_file* file) { return *base(file)->pMethods; }
 
 void tick() noexcept {
@@ -51,7 +59,9 @@ void about_to_wait() noexcept {
 
 int close(sqlite3_file* file) noexcept {
   reinterpret_cast<File*>(file)->open_file.closed();
-  return below(file).xClose(base(file));
+  const int code = below(file).xClose(base(file));
+  locks(file).closed();
+  return code;
 }
 
 int read(sqlite3_file* file, void* into, int amount, sqlite3_int64 offset) noexcept {
@@ -69,19 +79,30 @@ int truncate(sqlite3_file* file, sqlite3_int64 size) noexcept {
 }
 
 int sync(sqlite3_file* file, int flags) noexcept {
-  about_to_wait();
-  return below(file).xSync(base(file), flags);
+  CallWatch* const watch = CallWatch::current();
+  if (watch == nullptr) return below(file).xSync(base(file), flags);
+  // Journals and WALs lie beside the database file that the call holds a lock of.
+  FileLock* const database = watch->lock_wait.held_file();
+  const FileId* const id = database == nullptr ? nullptr : database->id();
+  SyncTimes* const times = id == nullptr ? nullptr : &SyncTimes::of(id->device);
+  if (times == nullptr) {
+    watch->about_to_wait();
+    return below(file).xSync(base(file), flags);
+  }
+  watch->about_to_sync(times->usual());
+  const auto began = WaitClock::now();
+  const int code = below(file).xSync(base(file), flags);
+  times->add(WaitClock::now() - began);
+  return code;
 }
 
 int file_size(sqlite3_file* file, sqlite3_int64* size) noexcept {
   return below(file).xFileSize(base(file), size);
 }
 
-int lock(sqlite3_file* file, int level) noexcept { return below(file).xLock(base(file), level); }
+int lock(sqlite3_file* file, int level) noexcept { return locks(file).lock(level); }
 
-int unlock(sqlite3_file* file, int level) noexcept {
-  return below(file).xUnlock(base(file), level);
-}
+int unlock(sqlite3_file* file, int level) noexcept { return locks(file).unlock(level); }
 
 int check_reserved_lock(sqlite3_file* file, int* held) noexcept {
   return below(file).xCheckReservedLock(base(file), held);
@@ -91,6 +112,14 @@ int file_control(sqlite3_file* file, int operation, void* argument) noexcept {
   // Builds with this option wait inside the file lock,
   // out of our sight; without it they sleep in xSleep.
   if (operation == SQLITE_FCNTL_LOCK_TIMEOUT) return SQLITE_NOTFOUND;
+  if (operation == kSetBusyTimeout) {
+    locks(file).set_busy_timeout(*static_cast<std::chrono::milliseconds*>(argument));
+    return SQLITE_OK;
+  }
+  if (operation == SQLITE_FCNTL_PRAGMA) {
+    const auto* const pragma = static_cast<char**>(argument);
+    locks(file).pragma(pragma[1], pragma[2]);
+  }
   return below(file).xFileControl(base(file), operation, argument);
 }
 
@@ -105,7 +134,7 @@ int shm_map(sqlite3_file* file, int region, int size, int extend, void volatile*
 }
 
 int shm_lock(sqlite3_file* file, int offset, int count, int flags) noexcept {
-  return below(file).xShmLock(base(file), offset, count, flags);
+  return locks(file).shm_lock(offset, count, flags);
 }
 
 void shm_barrier(sqlite3_file* file) noexcept { below(file).xShmBarrier(base(file)); }
@@ -183,6 +212,7 @@ int open(sqlite3_vfs* shim, const char* name, sqlite3_file* file, int flags,
   ours->methods = methods_over(*base(file)->pMethods);
   new (&ours->open_file) OpenFile();
   if (database) ours->open_file.opened(name, base(file));
+  new (&ours->locks) FileLock(base(file), database ? name : nullptr);
   file->pMethods = &ours->methods;
   return code;
 }
@@ -221,9 +251,10 @@ int randomness(sqlite3_vfs* shim, int size, char* out) noexcept {
 }
 
 int sleep(sqlite3_vfs* shim, int microseconds) noexcept {
-  about_to_wait();
-  const AsleepInEngine asleep;
-  return base(shim)->xSleep(base(shim), microseconds);
+  CallWatch* const watch = CallWatch::current();
+  if (watch == nullptr) return base(shim)->xSleep(base(shim), microseconds);
+  watch->lock_wait.sleep(*watch, microseconds);
+  return microseconds;
 }
 
 int current_time(sqlite3_vfs* shim, double* days) noexcept {
@@ -289,6 +320,10 @@ constinit std::mutex shims_mutex;
 constinit Shim* shims = nullptr;
 
 }  // namespace
+
+void tell_busy_timeout(sqlite3* database, std::chrono::milliseconds timeout) noexcept {
+  sqlite3_file_control(database, nullptr, kSetBusyTimeout, &timeout);
+}
 
 const char* vfs_shim_over_default() {
   sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
