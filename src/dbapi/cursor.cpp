@@ -124,9 +124,13 @@ void connect(Cursor& cursor, PyObject* connection) {
 }
 
 void forget_batch(Cursor& cursor) noexcept {
-  cursor.batch.clear();
+  // The memory is used again, unless rows stand on it.
+  if (cursor.batch && cursor.batch.has_one_holder()) {
+    cursor.batch->clear();
+  } else {
+    cursor.batch = sqlite::SharedBatch();
+  }
   cursor.next_in_batch = 0;
-  cursor.latest = Object();
 }
 
 void forget_rows(Cursor& cursor) noexcept {

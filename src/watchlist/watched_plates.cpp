@@ -60,9 +60,7 @@ python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* col
                 shape->column_named(kId.get())};
   }
   const Py_ssize_t position = columns_.*column;
-  return position < 0
-             ? Object()
-             : Object::share(PyTuple_GET_ITEM(dbapi::Row::of(entry).values.get(), position));
+  return position < 0 ? Object() : dbapi::Row::of(entry).value(position);
 }
 
 }  // namespace watchlist
