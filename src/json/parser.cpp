@@ -30,6 +30,20 @@ bool is_digit(Char c) noexcept {
 // Integers of up to this many digits are added up in 64 bits.
 constexpr std::ptrdiff_t kShortIntegerDigits = 18;
 
+// Whether a quote, a backslash or a control character may be among these eight. A character from
+// 0x80 up may look like one of the last: then each is looked at by itself.
+bool needs_attention(const Py_UCS1* eight) noexcept {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kEach;
+  std::uint64_t word = 0;
+  std::memcpy(&word, eight, sizeof word);
+  // The high bit of a byte comes up where taking away borrows: from zero, or below a bound.
+  const std::uint64_t quote = (word ^ ('"' * kEach)) - kEach;
+  const std::uint64_t backslash = (word ^ ('\\' * kEach)) - kEach;
+  const std::uint64_t control = word - 0x20 * kEach;
+  return ((quote | backslash | control | word) & kHighBits) != 0;
+}
+
 constexpr Py_UCS4 kNoEscape = 0xffffffff;
 
 // What a backslash with this character behind it stands for.
@@ -466,6 +480,9 @@ bool Parser<Char>::take_word(std::string_view word) noexcept {
 
 template <typename Char>
 const Char* Parser<Char>::plain_run_end(const Char* from) const noexcept {
+  if constexpr (sizeof(Char) == 1) {
+    while (end_ - from >= 8 && !needs_attention(from)) from += 8;
+  }
   while (from != end_ && *from >= 0x20 && *from != '"' && *from != '\\') ++from;
   return from;
 }

@@ -22,11 +22,11 @@ constinit python::Name kNothing{""};
 constexpr bool is_left_out(char32_t character) { return character == U' ' || character == U'-'; }
 
 // The upper case of each ASCII character; 0 for those that are left out.
-constexpr std::array<char32_t, 128> kAscii = [] {
-  std::array<char32_t, 128> upper{};
-  for (char32_t c = 0; c < upper.size(); ++c) {
-    const bool lower = c >= U'a' && c <= U'z';
-    upper[c] = is_left_out(c) ? 0 : (lower ? c - U'a' + U'A' : c);
+constexpr std::array<char, 128> kAscii = [] {
+  std::array<char, 128> upper{};
+  for (unsigned char c = 0; c < upper.size(); ++c) {
+    const bool lower = c >= 'a' && c <= 'z';
+    upper[c] = static_cast<char>(is_left_out(c) ? 0 : (lower ? c - 'a' + 'A' : c));
   }
   return upper;
 }();
@@ -37,7 +37,7 @@ void append_normalised(std::u32string& out, const Char* characters, Py_ssize_t l
   for (const Char* at = characters; at != characters + length; ++at) {
     const char32_t character = *at;
     if (character < kAscii.size()) {
-      if (!is_left_out(character)) out.push_back(kAscii[character]);
+      if (!is_left_out(character)) out.push_back(static_cast<char32_t>(kAscii[character]));
       continue;
     }
     const UpperCase& upper = upper_case(character);
@@ -63,8 +63,9 @@ void with_characters(PyObject* text, Use use) {
 // texts; beyond it Python's own, which is linear, is faster.
 constexpr std::size_t kSearchedHere = 1 << 14;
 
-bool holds(std::u32string_view text, std::u32string_view part) {
-  return part.size() <= text.size() && text.find(part) != std::u32string_view::npos;
+template <typename View>
+bool either_holds(View one, View other) {
+  return one.size() < other.size() ? other.find(one) != View::npos : one.find(other) != View::npos;
 }
 
 bool contains(PyObject* container, PyObject* part) {
@@ -76,30 +77,50 @@ bool contains(PyObject* container, PyObject* part) {
 }  // namespace
 
 void NormalisedPlate::assign(PyObject* plate) {
-  characters_.clear();
-  other_ = Object();
+  object_ = Object();
+  is_text_ = true;
   if (PyUnicode_CheckExact(plate)) {
+    if (PyUnicode_IS_ASCII(plate)) {
+      return assign_ascii({static_cast<const char*>(PyUnicode_DATA(plate)),
+                           static_cast<std::size_t>(PyUnicode_GET_LENGTH(plate))});
+    }
+    narrow_.clear();
+    wide_.clear();
     with_characters(plate, [&](const auto* characters, Py_ssize_t length) {
-      append_normalised(characters_, characters, length);
+      append_normalised(wide_, characters, length);
     });
     return;
   }
   const Object upper = python::call_method(plate, kUpper);
   const Object without_blanks =
       python::call_method(upper.get(), kReplace, kBlank.get(), kNothing.get());
-  const Object normalised =
+  Object normalised =
       python::call_method(without_blanks.get(), kReplace, kHyphen.get(), kNothing.get());
-  if (PyUnicode_CheckExact(normalised.get())) {
-    assign_characters(normalised.get());
-  } else {
-    other_ = normalised;
+  is_text_ = PyUnicode_CheckExact(normalised.get());
+  if (is_text_) assign_characters(normalised.get());
+  object_ = std::move(normalised);
+}
+
+void NormalisedPlate::assign_ascii(std::string_view plate) {
+  object_ = Object();
+  is_text_ = true;
+  wide_.clear();
+  narrow_.resize(plate.size());
+  char* end = narrow_.data();
+  for (const char character : plate) {
+    // Written over by the next one if it is left out.
+    *end = kAscii[static_cast<unsigned char>(character)];
+    if (!is_left_out(static_cast<unsigned char>(character))) ++end;
   }
+  narrow_.resize(static_cast<std::size_t>(end - narrow_.data()));
 }
 
 bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
-  if (!other_ && !watched.other_ &&
-      characters_.size() * watched.characters_.size() <= kSearchedHere) {
-    return holds(characters_, watched.characters_) || holds(watched.characters_, characters_);
+  if (is_text_ && watched.is_text_ && size() * watched.size() <= kSearchedHere) {
+    if (wide_.empty() && watched.wide_.empty()) {
+      return either_holds<std::string_view>(narrow_, watched.narrow_);
+    }
+    return either_holds<std::u32string_view>(widened(), watched.widened());
   }
   const Object detected = as_object();
   const Object entry = watched.as_object();
@@ -108,15 +129,26 @@ bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
 }
 
 void NormalisedPlate::assign_characters(PyObject* text) {
+  narrow_.clear();
+  wide_.clear();
   with_characters(text, [&](const auto* characters, Py_ssize_t length) {
-    characters_.assign(characters, characters + length);
+    wide_.assign(characters, characters + length);
   });
 }
 
-python::Object NormalisedPlate::as_object() const {
-  if (other_) return other_;
-  return Object::take(PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, characters_.data(),
-                                                static_cast<Py_ssize_t>(characters_.size())));
+std::u32string NormalisedPlate::widened() const {
+  return wide_.empty() ? std::u32string(narrow_.begin(), narrow_.end()) : wide_;
+}
+
+const python::Object& NormalisedPlate::as_object() const {
+  if (!object_) {
+    object_ = Object::take(wide_.empty()
+                               ? PyUnicode_FromKindAndData(PyUnicode_1BYTE_KIND, narrow_.data(),
+                                                           static_cast<Py_ssize_t>(narrow_.size()))
+                               : PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, wide_.data(),
+                                                           static_cast<Py_ssize_t>(wide_.size())));
+  }
+  return object_;
 }
 
 }  // namespace watchlist
