@@ -82,7 +82,7 @@ void executing(Cursor& cursor, Body body) {
   } catch (...) {
     forget_rows(cursor);
     cursor.rowcount = -1;
-    rethrow_as_python_error();
+    throw;
   }
   if (!cursor.on_row) forget_rows(cursor);
 }

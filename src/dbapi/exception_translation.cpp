@@ -16,7 +16,7 @@ void set_error_from_exception() noexcept {
     try {
       throw;
     } catch (const sqlite::Error& error) {
-      raise(error);
+      set_error(error);
     }
   } catch (const python::PythonError&) {
     // Already pending; raising again would hide the first error.

@@ -5,6 +5,7 @@
 #include "json/writer.h"
 #include "python/calls.h"
 #include "python/namespace.h"
+#include "python/recursion.h"
 
 namespace store {
 
@@ -17,12 +18,16 @@ constinit python::Name kDumps{"dumps"};
 constinit python::Name kLoads{"loads"};
 constinit python::Name kJsonDecodeError{"JSONDecodeError"};
 
+constexpr char kTooDeepToReadBack[] = " while encoding a JSON object";
+
 }  // namespace
 
 python::Object json_dumps(PyObject* value) {
   const Object dumps = python::attribute(python::global(kJson).get(), kDumps);
-  return dumps.is(json::standard_json().dumps) ? json::dumps(value)
-                                               : python::call(dumps.get(), value);
+  if (!dumps.is(json::standard_json().dumps)) return python::call(dumps.get(), value);
+  // It is read back one call deeper, in `_row_to_dict`: what that could not read is refused.
+  const python::RecursionLevel level(kTooDeepToReadBack);
+  return json::dumps(value);
 }
 
 python::Object JsonLoads::operator()(PyObject* text) {

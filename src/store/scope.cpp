@@ -1,5 +1,7 @@
 #include "store/scope.h"
 
+#include <array>
+
 #include "dbapi/exception_translation.h"
 #include "python/compat.h"
 #include "python/namespace.h"
@@ -75,6 +77,15 @@ python::Object ScopeConnection::execute(const python::Name& sql,
 python::Object ScopeConnection::execute(const python::Object& sql,
                                         const python::Object& parameters) const {
   return python::call_method(connection_.get(), kExecute, sql, parameters);
+}
+
+bool ScopeConnection::try_execute(const python::Name& sql) const {
+  PyObject* const method = kExecute.get();
+  const std::array<PyObject*, 2> arguments = {connection_.get(), sql.get()};
+  return static_cast<bool>(Object::take_if_any(python::in_interpreter([&] {
+    return PyObject_VectorcallMethod(method, arguments.data(),
+                                     arguments.size() | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  })));
 }
 
 void ScopeConnection::commit() const { python::call_method(connection_.get(), kCommit); }

@@ -1,5 +1,6 @@
 #include "watchlist/plate_matching.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -63,9 +64,17 @@ void with_characters(PyObject* text, Use use) {
 // texts; beyond it Python's own, which is linear, is faster.
 constexpr std::size_t kSearchedHere = 1 << 14;
 
-template <typename View>
-bool either_holds(View one, View other) {
-  return one.size() < other.size() ? other.find(one) != View::npos : one.find(other) != View::npos;
+bool holds(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+template <typename Part>
+bool holds(const std::u32string& text, const Part& part) {
+  return std::search(text.begin(), text.end(), part.begin(), part.end()) != text.end() ||
+         part.empty();
+}
+
+bool is_ascii(const std::u32string& characters) {
+  return std::all_of(characters.begin(), characters.end(), [](char32_t c) { return c < 0x80; });
 }
 
 bool contains(PyObject* container, PyObject* part) {
@@ -84,12 +93,11 @@ void NormalisedPlate::assign(PyObject* plate) {
       return assign_ascii({static_cast<const char*>(PyUnicode_DATA(plate)),
                            static_cast<std::size_t>(PyUnicode_GET_LENGTH(plate))});
     }
-    narrow_.clear();
     wide_.clear();
     with_characters(plate, [&](const auto* characters, Py_ssize_t length) {
       append_normalised(wide_, characters, length);
     });
-    return;
+    return narrow_if_ascii();
   }
   const Object upper = python::call_method(plate, kUpper);
   const Object without_blanks =
@@ -102,25 +110,26 @@ void NormalisedPlate::assign(PyObject* plate) {
 }
 
 void NormalisedPlate::assign_ascii(std::string_view plate) {
-  object_ = Object();
+  if (object_) object_ = Object();
   is_text_ = true;
   wide_.clear();
-  narrow_.resize(plate.size());
-  char* end = narrow_.data();
+  if (room_.size() < plate.size()) room_.resize(plate.size());
+  char* end = room_.data();
   for (const char character : plate) {
     // Written over by the next one if it is left out.
     *end = kAscii[static_cast<unsigned char>(character)];
-    if (!is_left_out(static_cast<unsigned char>(character))) ++end;
+    end += is_left_out(static_cast<unsigned char>(character)) ? 0 : 1;
   }
-  narrow_.resize(static_cast<std::size_t>(end - narrow_.data()));
+  narrow_ = {room_.data(), static_cast<std::size_t>(end - room_.data())};
 }
 
 bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
   if (is_text_ && watched.is_text_ && size() * watched.size() <= kSearchedHere) {
-    if (wide_.empty() && watched.wide_.empty()) {
-      return either_holds<std::string_view>(narrow_, watched.narrow_);
-    }
-    return either_holds<std::u32string_view>(widened(), watched.widened());
+    const bool longer = size() >= watched.size();
+    const NormalisedPlate& text = longer ? *this : watched;
+    const NormalisedPlate& part = longer ? watched : *this;
+    if (text.wide_.empty()) return part.wide_.empty() && holds(text.narrow_, part.narrow_);
+    return part.wide_.empty() ? holds(text.wide_, part.narrow_) : holds(text.wide_, part.wide_);
   }
   const Object detected = as_object();
   const Object entry = watched.as_object();
@@ -129,15 +138,18 @@ bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
 }
 
 void NormalisedPlate::assign_characters(PyObject* text) {
-  narrow_.clear();
-  wide_.clear();
   with_characters(text, [&](const auto* characters, Py_ssize_t length) {
     wide_.assign(characters, characters + length);
   });
+  narrow_if_ascii();
 }
 
-std::u32string NormalisedPlate::widened() const {
-  return wide_.empty() ? std::u32string(narrow_.begin(), narrow_.end()) : wide_;
+void NormalisedPlate::narrow_if_ascii() {
+  narrow_ = {};
+  if (!is_ascii(wide_)) return;
+  room_.assign(wide_.begin(), wide_.end());
+  narrow_ = room_;
+  wide_.clear();
 }
 
 const python::Object& NormalisedPlate::as_object() const {
