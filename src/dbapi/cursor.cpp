@@ -96,7 +96,7 @@ void executing(Cursor& cursor, Body body) {
   } catch (...) {
     forget_rows(cursor);
     cursor.rowcount = -1;
-    rethrow_as_python_error();
+    throw;
   }
   if (!cursor.on_row) forget_rows(cursor);
 }
@@ -139,9 +139,13 @@ void connect(Cursor& cursor, python::Object connection) {
 }
 
 void forget_batch(Cursor& cursor) noexcept {
-  cursor.batch.clear();
+  // The memory is used again, unless rows stand on it.
+  if (cursor.batch && cursor.batch.has_one_holder()) {
+    cursor.batch->clear();
+  } else {
+    cursor.batch = sqlite::SharedBatch();
+  }
   cursor.next_in_batch = 0;
-  cursor.latest = Object();
 }
 
 void forget_rows(Cursor& cursor) noexcept {

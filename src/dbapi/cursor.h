@@ -34,9 +34,8 @@ struct Cursor : CursorFields {
   // then the one that the statement stands on and those behind it.
   std::shared_ptr<sqlite::Statement> statement;
   python::Object shape;
-  sqlite::RowBatch batch;
+  sqlite::SharedBatch batch;  // none until the first row is copied
   std::size_t next_in_batch = 0;
-  python::Object latest;  // the values of the batch's row before the next one, if they were made
   bool on_row = false;
   std::optional<sqlite::Error> failure;  // met behind the last row of the batch
 

@@ -30,17 +30,19 @@ bool rows_need_python_code(const Cursor& cursor) {
 // Copies up to `wanted` rows into the empty batch and leaves the statement on the row behind them.
 void fill_batch(Cursor& cursor, std::size_t wanted) {
   Statement& statement = *cursor.statement;
+  if (!cursor.batch) cursor.batch = sqlite::SharedBatch::make();
+  const sqlite::SharedBatch& batch = cursor.batch;
   std::optional<ConnectionCall> call(std::in_place, cursor.connected());
   if (statement.may_step_long()) call->about_to_work_long();
   try {
-    while (cursor.on_row && cursor.batch.rows() < wanted && cursor.batch.size() < kBatchBytes) {
-      cursor.batch.append(statement);
+    while (cursor.on_row && batch->rows() < wanted && batch->size() < kBatchBytes) {
+      batch->append(statement);
       cursor.on_row = statement.step() == Statement::Step::kRow;
     }
   } catch (const sqlite::Error& error) {
     cursor.on_row = false;
     // Raised in the place of the row before it, as if each row were stepped by itself.
-    if (cursor.batch.rows() == 0) throw;
+    if (batch->rows() == 0) throw;
     cursor.failure = error;
   }
   if (cursor.on_row || cursor.failure || !statement.changes_rows()) return;
@@ -81,49 +83,32 @@ Object text_value(const Cursor& cursor, std::size_t column, std::string_view utf
   }
 }
 
-Object value(const Cursor& cursor, std::size_t column) {
-  const sqlite::Value found = cursor.batch.value(cursor.next_in_batch, column);
-  switch (found.type) {
-    case SQLITE_INTEGER:
-      return python::integer(found.integer);
-    case SQLITE_FLOAT:
-      return Object::take(PyFloat_FromDouble(found.real));
-    case SQLITE_TEXT:
-      return text_value(cursor, column, found.bytes);
-    case SQLITE_BLOB:
-      return Object::take(PyBytes_FromStringAndSize(found.bytes.data(),
-                                                    static_cast<Py_ssize_t>(found.bytes.size())));
-    default:
-      return python::none();
-  }
-}
-
-// Whether a text stands in the row before as well: then both rows share it. Labels, paths and
-// vehicles come in runs, and a text costs more to make than to compare.
-bool repeats_text(const Cursor& cursor, std::size_t column) {
-  if (!cursor.latest) return false;
-  const sqlite::Value text = cursor.batch.value(cursor.next_in_batch, column);
-  if (text.type != SQLITE_TEXT) return false;
-  const sqlite::Value before = cursor.batch.value(cursor.next_in_batch - 1, column);
-  return before.type == SQLITE_TEXT && before.bytes == text.bytes;
-}
-
-// The batch's next row as a tuple. If it cannot be made, it stays the next one.
-Object take_values(Cursor& cursor) {
-  const std::size_t columns = cursor.batch.columns();
+// The batch's next row as a tuple.
+Object values_of_next(const Cursor& cursor) {
+  const std::size_t columns = cursor.batch->columns();
+  const bool is_ascii = cursor.batch->is_ascii(cursor.next_in_batch);
   Object values = Object::take(PyTuple_New(static_cast<Py_ssize_t>(columns)));
   for (std::size_t column = 0; column < columns; ++column) {
-    const auto position = static_cast<Py_ssize_t>(column);
-    PyObject* const made = repeats_text(cursor, column)
-                               ? Py_NewRef(PyTuple_GET_ITEM(cursor.latest.get(), position))
-                               : value(cursor, column).release();
-    PyTuple_SET_ITEM(values.get(), position, made);
+    const sqlite::Value stored = cursor.batch->value(cursor.next_in_batch, column);
+    Object made = stored.type == SQLITE_TEXT && !is_ascii
+                      ? text_value(cursor, column, stored.bytes)
+                      : python_value(RowShape::of(cursor.shape.get()), column, stored);
+    PyTuple_SET_ITEM(values.get(), static_cast<Py_ssize_t>(column), made.release());
   }
   // Texts, numbers and bytes only: no cycle goes through it.
   PyObject_GC_UnTrack(values.get());
-  ++cursor.next_in_batch;
-  cursor.latest = values;
   return values;
+}
+
+// The batch's next row. If it cannot be made, it stays the next one.
+Object take_row(Cursor& cursor) {
+  const bool own = cursor.row_factory && cursor.row_factory.is(standard_sqlite3().row);
+  const bool waits = own && cursor.batch->is_ascii(cursor.next_in_batch);
+  Object row =
+      waits ? make_row(cursor.shape, cursor.batch, cursor.next_in_batch) : values_of_next(cursor);
+  if (own && !waits) row = make_row(cursor.shape, std::move(row));
+  ++cursor.next_in_batch;
+  return row;
 }
 
 void end_batch(Cursor& cursor) {
@@ -134,26 +119,21 @@ void end_batch(Cursor& cursor) {
   if (failure) throw sqlite::Error(*failure);
 }
 
-Object made_row(Cursor& cursor, Object values) {
-  const Object factory = cursor.row_factory;
-  if (!factory || factory.is(Py_None)) return values;
-  if (factory.is(standard_sqlite3().row)) return make_row(cursor.shape, std::move(values));
-  return python::call(factory.get(), cursor.object(), values);
-}
-
 }  // namespace
 
 python::Object next_row(Cursor& cursor, std::size_t wanted) {
   check_usable(cursor);
   // The row_factory may drop what the caller had of the cursor.
   const Object kept = Object::share(cursor.object());
-  if (cursor.next_in_batch == cursor.batch.rows()) {
+  if (!cursor.batch || cursor.next_in_batch == cursor.batch->rows()) {
     if (!cursor.on_row) return {};
     fill_or_forget(cursor, rows_need_python_code(cursor) ? 1 : wanted);
   }
-  Object values = take_values(cursor);
-  if (cursor.next_in_batch == cursor.batch.rows()) end_batch(cursor);
-  return made_row(cursor, std::move(values));
+  Object row = take_row(cursor);
+  if (cursor.next_in_batch == cursor.batch->rows()) end_batch(cursor);
+  if (!rows_need_python_code(cursor)) return row;
+  const Object factory = cursor.row_factory;
+  return python::call(factory.get(), cursor.object(), row);
 }
 
 python::Object fetch(Cursor& cursor, std::size_t most) {

@@ -17,7 +17,7 @@ void set_error_from_exception() noexcept {
       throw;
     } catch (const sqlite::Error& error) {
       // A signal's handler that raised has ended a wait for a lock: its exception says why.
-      if (PyErr_Occurred() == nullptr) raise(error);
+      if (PyErr_Occurred() == nullptr) set_error(error);
     }
   } catch (const python::PythonError&) {
     // Already pending; raising again would hide the first error.

@@ -48,15 +48,16 @@ PyObject* new_row(PyTypeObject* made, PyObject* arguments, PyObject* keywords) {
     Object shape = shape_described(Cursor::of(cursor).description.get());
     auto& row = python::make_instance<Row>(made);
     row.shape = std::move(shape);
-    row.values = Object::share(values);
+    row.made_values = Object::share(values);
     return reinterpret_cast<PyObject*>(&row);
   });
 }
 
-Py_ssize_t length(PyObject* self) { return PyTuple_GET_SIZE(Row::of(self).values.get()); }
+Py_ssize_t length(PyObject* self) { return Row::of(self).length(); }
 
 PyObject* item(PyObject* self, Py_ssize_t index) {
-  return Py_XNewRef(PyTuple_GetItem(Row::of(self).values.get(), index));
+  return translate_exceptions<PyObject*>(
+      nullptr, [&] { return Py_XNewRef(PyTuple_GetItem(Row::of(self).values(), index)); });
 }
 
 // Like a column's name in a row, a key is compared as text
@@ -71,11 +72,11 @@ bool is_key_of(PyObject* key, PyObject* name) {
   return same_column(key, name);
 }
 
-PyObject* value_named(const Row& row, PyObject* key) {
+PyObject* value_named(Row& row, PyObject* key) {
   PyObject* const names = names_of(row);
   for (Py_ssize_t i = 0; names != nullptr && i < PyTuple_GET_SIZE(names); ++i) {
     if (is_key_of(key, PyTuple_GET_ITEM(names, i)))
-      return Py_XNewRef(PyTuple_GetItem(row.values.get(), i));
+      return Py_XNewRef(PyTuple_GetItem(row.values(), i));
   }
   python::raise(PyExc_IndexError, "No item with that key");
 }
@@ -85,14 +86,14 @@ PyObject* subscript(PyObject* self, PyObject* key) {
     // A key may run Python code, as may the values of a row made by hand below.
     const Object kept = Object::share(self);
     const Object kept_key = Object::share(key);
-    const Row& row = Row::of(self);
+    Row& row = Row::of(self);
     if (PyLong_Check(key)) {
       const Py_ssize_t index = PyNumber_AsSsize_t(key, PyExc_IndexError);
       if (index == -1 && PyErr_Occurred() != nullptr) throw python::PythonError{};
       return item(self, index < 0 ? index + length(self) : index);
     }
     if (PyUnicode_Check(key)) return value_named(row, key);
-    if (PySlice_Check(key)) return python::item(row.values.get(), key).release();
+    if (PySlice_Check(key)) return python::item(row.values(), key).release();
     python::raise(PyExc_IndexError, "Index must be int or string");
   });
 }
@@ -104,7 +105,10 @@ PyObject* keys(PyObject* self, PyObject*) {
   });
 }
 
-PyObject* iterate(PyObject* self) { return PyObject_GetIter(Row::of(self).values.get()); }
+PyObject* iterate(PyObject* self) {
+  return translate_exceptions<PyObject*>(nullptr,
+                                         [&] { return PyObject_GetIter(Row::of(self).values()); });
+}
 
 Py_hash_t hash(PyObject* self) {
   return translate_exceptions<Py_hash_t>(-1, [&] {
@@ -114,8 +118,7 @@ Py_hash_t hash(PyObject* self) {
       return result;
     };
     const Object kept = Object::share(self);
-    const Py_hash_t both =
-        hash_of(description_of(Row::of(self))) ^ hash_of(Row::of(self).values.get());
+    const Py_hash_t both = hash_of(description_of(Row::of(self))) ^ hash_of(Row::of(self).values());
     return both == -1 ? -2 : both;
   });
 }
@@ -133,17 +136,17 @@ PyObject* compare(PyObject* self, PyObject* other, int operation) {
     };
     const Object kept = Object::share(self);
     const Object kept_other = Object::share(other);
-    const Row& row = Row::of(self);
-    const Row& another = Row::of(other);
+    Row& row = Row::of(self);
+    Row& another = Row::of(other);
     const bool same = equal(description_of(row), description_of(another)) &&
-                      equal(row.values.get(), another.values.get());
+                      equal(row.values(), another.values());
     return python::boolean(same == (operation == Py_EQ)).release();
   });
 }
 
 int traverse(PyObject* self, visitproc visit, void* arg) {
   Py_VISIT(Py_TYPE(self));
-  Py_VISIT(Row::of(self).values.get());
+  Py_VISIT(Row::of(self).made_values.get());
   return 0;
 }
 
@@ -188,8 +191,7 @@ PyType_Spec spec = {
 RowShape* columns_of(PyObject* row) noexcept {
   if (!Py_IS_TYPE(row, type) || !Row::of(row).shape) return nullptr;
   RowShape& shape = RowShape::of(Row::of(row).shape.get());
-  const bool usable =
-      shape.distinct && shape.columns() == PyTuple_GET_SIZE(Row::of(row).values.get());
+  const bool usable = shape.distinct && shape.columns() == Row::of(row).length();
   return usable ? &shape : nullptr;
 }
 
@@ -197,8 +199,60 @@ python::Object make_row(const python::Object& shape, python::Object values) {
   // Its values are texts, numbers and bytes.
   auto& row = python::make_untracked_instance<Row>(type);
   row.shape = shape;
-  row.values = std::move(values);
+  row.made_values = std::move(values);
   return Object::take(reinterpret_cast<PyObject*>(&row));
+}
+
+python::Object make_row(const python::Object& shape, const sqlite::SharedBatch& batch,
+                        std::size_t index) {
+  auto& row = python::make_untracked_instance<Row>(type);
+  row.shape = shape;
+  row.batch = batch;
+  row.index = index;
+  return Object::take(reinterpret_cast<PyObject*>(&row));
+}
+
+PyObject* Row::values() {
+  if (made_values) return made_values.get();
+  const auto columns = static_cast<std::size_t>(length());
+  Object made = Object::take(PyTuple_New(length()));
+  for (std::size_t column = 0; column < columns; ++column) {
+    PyTuple_SET_ITEM(
+        made.get(), static_cast<Py_ssize_t>(column),
+        python_value(RowShape::of(shape.get()), column, batch->value(index, column)).release());
+  }
+  // Texts, numbers and bytes only: no cycle goes through it.
+  PyObject_GC_UnTrack(made.get());
+  made_values = std::move(made);
+  batch = sqlite::SharedBatch();
+  return made_values.get();
+}
+
+python::Object Row::value(Py_ssize_t column) {
+  if (made_values) return Object::share(PyTuple_GET_ITEM(made_values.get(), column));
+  const auto position = static_cast<std::size_t>(column);
+  return python_value(RowShape::of(shape.get()), position, batch->value(index, position));
+}
+
+std::optional<sqlite::Value> Row::stored(Py_ssize_t column) const noexcept {
+  if (made_values) return std::nullopt;
+  return batch->value(index, static_cast<std::size_t>(column));
+}
+
+python::Object python_value(RowShape& shape, std::size_t column, const sqlite::Value& stored) {
+  switch (stored.type) {
+    case SQLITE_INTEGER:
+      return python::integer(stored.integer);
+    case SQLITE_FLOAT:
+      return Object::take(PyFloat_FromDouble(stored.real));
+    case SQLITE_TEXT:
+      return shape.text(column, stored.bytes);
+    case SQLITE_BLOB:
+      return Object::take(PyBytes_FromStringAndSize(stored.bytes.data(),
+                                                    static_cast<Py_ssize_t>(stored.bytes.size())));
+    default:
+      return python::none();
+  }
 }
 
 void make_row_type() {

@@ -1,6 +1,12 @@
 #include "dbapi/row_shape.h"
 
+#include <array>
+#include <cstring>
+#include <memory>
+#include <utility>
+
 #include "python/kept.h"
+#include "python/like_dicts.h"
 #include "python/native_type.h"
 #include "python/values.h"
 
@@ -20,6 +26,31 @@ Object interned(const char* utf8) {
   PyObject* name = python::text(utf8).release();
   PyUnicode_InternInPlace(&name);
   return Object::take(name);
+}
+
+// The row's text that may be shared with the next one.
+constexpr std::size_t kLongestShared = 256;
+
+// The patterns of the dicts that the results of late were made into. Never destroyed: what they
+// hold must not be dropped after the interpreter's end.
+constexpr std::size_t kPatterns = 8;
+constinit std::array<python::LikeDicts*, kPatterns> patterns{};
+constinit std::size_t oldest_pattern = 0;
+
+const python::LikeDicts& like_dicts(PyObject* names) {
+  const std::span<PyObject* const> keys(PySequence_Fast_ITEMS(names),
+                                        static_cast<std::size_t>(PyTuple_GET_SIZE(names)));
+  for (const python::LikeDicts* pattern : patterns) {
+    if (pattern != nullptr && pattern->has_keys(keys)) return *pattern;
+  }
+  std::vector<Object> own;
+  for (PyObject* key : keys) own.push_back(Object::share(key));
+  auto made = std::make_unique<python::LikeDicts>(own);
+  const std::unique_ptr<python::LikeDicts> replaced(
+      std::exchange(patterns[oldest_pattern], made.release()));
+  python::LikeDicts& result = *patterns[oldest_pattern];
+  oldest_pattern = (oldest_pattern + 1) % kPatterns;
+  return result;
 }
 
 bool all_distinct(PyObject* names) {
@@ -66,14 +97,19 @@ Py_ssize_t RowShape::column_named(PyObject* interned) const noexcept {
   return -1;
 }
 
-python::Object RowShape::blank_mapping() {
-  if (!blank) {
-    Object mapping = python::dict();
-    for (Py_ssize_t i = 0; i < columns(); ++i) python::set_item(mapping, name(i), Py_None);
-    blank = std::move(mapping);
-  }
-  // Copying a dict keeps its table, so that no row's dict has to grow.
-  return Object::take(PyDict_Copy(blank.get()));
+python::Object RowShape::text(std::size_t column, std::string_view ascii) {
+  if (ascii.size() > kLongestShared) return python::text(ascii);
+  if (recent.empty()) recent.resize(static_cast<std::size_t>(columns()));
+  Object& before = recent[column];
+  const bool is_equal =
+      before && static_cast<std::size_t>(PyUnicode_GET_LENGTH(before.get())) == ascii.size() &&
+      std::memcmp(PyUnicode_DATA(before.get()), ascii.data(), ascii.size()) == 0;
+  if (!is_equal) before = python::text(ascii);
+  return before;
+}
+
+python::Object RowShape::mapping(std::span<python::Object> values) {
+  return like_dicts(names.get()).make(values);
 }
 
 void make_row_shape_type() {

@@ -3,6 +3,10 @@
 
 #include <Python.h>
 
+#include <span>
+#include <string_view>
+#include <vector>
+
 #include "python/object.h"
 #include "sqlite/statement.h"
 
@@ -13,15 +17,19 @@ struct RowShape {
   PyObject_HEAD
   python::Object description;  // a tuple of ((name, None, None, None, None, None, None), ...)
   python::Object names;        // a tuple of the columns' names, interned
-  python::Object blank;        // a dict from each name to None, made when the first row asks for it
   bool distinct = false;       // no two names are equal, ASCII case ignored
+  std::vector<python::Object>
+      recent;  // the text that was made last for each column, if it is short
 
   Py_ssize_t columns() const noexcept { return PyTuple_GET_SIZE(names.get()); }
   PyObject* name(Py_ssize_t column) const noexcept { return PyTuple_GET_ITEM(names.get(), column); }
   // The column with exactly this interned name; -1 if there is none.
   Py_ssize_t column_named(PyObject* interned) const noexcept;
-  // A new dict with every name in column order, each to None.
-  python::Object blank_mapping();
+  // The Python text of a column's ASCII characters. Labels, paths and vehicles come in runs, and a
+  // text costs more to make than to compare: it is the one made before if that is equal.
+  python::Object text(std::size_t column, std::string_view ascii);
+  // A new dict with every name, in column order. Takes over the values, one for each column.
+  python::Object mapping(std::span<python::Object> values);
 
   static RowShape& of(PyObject* self) noexcept { return *reinterpret_cast<RowShape*>(self); }
 };

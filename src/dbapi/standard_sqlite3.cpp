@@ -77,10 +77,10 @@ void remember_standard_sqlite3() {
   }
 }
 
-void raise(const sqlite::Error& error) {
+void set_error(const sqlite::Error& error) {
   if (error.primary_code() == SQLITE_NOMEM) {
     PyErr_NoMemory();
-    throw python::PythonError{};
+    return;
   }
   PyObject* const type = exception_class(error.primary_code());
   const python::Object exception = python::call(type, python::text(error.what()));
@@ -88,7 +88,6 @@ void raise(const sqlite::Error& error) {
   python::set_attribute(exception.get(), kErrorName,
                         python::text(sqlite::code_name(error.code())).get());
   PyErr_SetObject(type, exception.get());
-  throw python::PythonError{};
 }
 
 }  // namespace dbapi

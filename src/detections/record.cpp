@@ -1,9 +1,11 @@
 #include "detections/record.h"
 
-#include <algorithm>
 #include <array>
+#include <optional>
+#include <vector>
 
 #include "dbapi/row.h"
+#include "json/reader.h"
 #include "store/json_by_name.h"
 #include "store/plain_records.h"
 
@@ -26,36 +28,53 @@ class ColumnDecoder {
  public:
   // What the record holds for a stored value: the value that its JSON text spells; itself if it is
   // false as a truth value, or is no JSON.
+  Object operator()(dbapi::Row& row, Py_ssize_t column) {
+    const std::optional<sqlite::Value> stored = row.stored(column);
+    const bool is_text = stored && stored->type == SQLITE_TEXT && !stored->bytes.empty();
+    if (!is_text || !loads_.serves_texts()) return (*this)(row.value(column));
+    // Reading can run Python code, which may make the row leave its batch.
+    const sqlite::SharedBatch held = row.batch;
+    try {
+      return json::loads_ascii(stored->bytes);
+    } catch (const python::PythonError&) {
+      keep_other_errors();
+      return row.value(column);
+    }
+  }
+
   Object operator()(const Object& stored) {
     if (!python::truth(stored.get())) return stored;
     try {
       return loads_(stored.get());
     } catch (const python::PythonError&) {
-      if (!store::is_json_decode_error()) throw;
-      python::clear_error();
+      keep_other_errors();
       return stored;
     }
   }
 
  private:
+  // Within a handler: passes over the pending error if it says that a text is no JSON.
+  static void keep_other_errors() {
+    if (!store::is_json_decode_error()) throw;
+    python::clear_error();
+  }
+
   store::JsonLoads loads_;
 };
 
-Object record_of_own_row(dbapi::RowShape& shape, PyObject* values) {
-  Object record = shape.blank_mapping();
-  std::array<Py_ssize_t, kJsonColumns.size()> decoded{};
+Object record_of_own_row(dbapi::RowShape& shape, dbapi::Row& row) {
+  std::vector<Object> values(static_cast<std::size_t>(shape.columns()));
   ColumnDecoder decode;
-  for (std::size_t i = 0; i < kJsonColumns.size(); ++i) {
-    decoded[i] = shape.column_named(kJsonColumns[i].get());
-    if (decoded[i] < 0) continue;
-    const Object value = decode(Object::share(PyTuple_GET_ITEM(values, decoded[i])));
-    python::set_item(record, shape.name(decoded[i]), value);
+  for (const python::Name& name : kJsonColumns) {
+    const Py_ssize_t column = shape.column_named(name.get());
+    if (column < 0) continue;
+    values[static_cast<std::size_t>(column)] = decode(row, column);
   }
   for (Py_ssize_t column = 0; column < shape.columns(); ++column) {
-    const bool is_set = std::find(decoded.begin(), decoded.end(), column) != decoded.end();
-    if (!is_set) python::set_item(record, shape.name(column), PyTuple_GET_ITEM(values, column));
+    Object& value = values[static_cast<std::size_t>(column)];
+    if (!value) value = row.value(column);
   }
-  return record;
+  return shape.mapping(values);
 }
 
 Object record_of_foreign_row(PyObject* row) {
@@ -73,15 +92,16 @@ Object record_of_foreign_row(PyObject* row) {
 python::Object row_to_dict(PyObject* row) {
   dbapi::RowShape* const shape = dbapi::columns_of(row);
   return shape == nullptr ? record_of_foreign_row(row)
-                          : record_of_own_row(*shape, dbapi::Row::of(row).values.get());
+                          : record_of_own_row(*shape, dbapi::Row::of(row));
 }
 
 python::Object record(PyObject* self, PyObject* row) {
   return python::call_method(self, kRowToDict, row);
 }
 
-python::Object records(PyObject* self, const python::Object& rows) {
-  return store::converted_rows(rows, [self](PyObject* row) { return record(self, row); });
+python::Object records(PyObject* self, python::Object rows) {
+  return store::converted_rows(std::move(rows),
+                               [self](PyObject* row) { return record(self, row); });
 }
 
 }  // namespace detections

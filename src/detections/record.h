@@ -15,6 +15,6 @@ python::Object row_to_dict(PyObject* row);
 python::Object record(PyObject* self, PyObject* row);
 
 // [self._row_to_dict(row) for row in rows]
-python::Object records(PyObject* self, const python::Object& rows);
+python::Object records(PyObject* self, python::Object rows);
 
 }  // namespace detections

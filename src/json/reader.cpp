@@ -61,4 +61,8 @@ python::Object loads(PyObject* document) {
   return python::call(standard_json().loads, document);
 }
 
+python::Object loads_ascii(std::string_view document) {
+  return Parser<Py_UCS1>(document).read_document();
+}
+
 }  // namespace json

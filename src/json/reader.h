@@ -4,6 +4,8 @@
 
 #include <Python.h>
 
+#include <string_view>
+
 #include "python/object.h"
 
 namespace json {
@@ -13,5 +15,8 @@ namespace json {
 // UnicodeDecodeError, TypeError for what is neither text nor bytes, ValueError for
 // an integer with too many digits, RecursionError for a value nested too deep.
 python::Object loads(PyObject* document);
+
+// The same for the text of these ASCII characters, without making it.
+python::Object loads_ascii(std::string_view document);
 
 }  // namespace json

@@ -32,6 +32,14 @@ inline PyObject* innermost_handled_exception() noexcept {
   return PyThreadState_Get()->exc_info->exc_value;
 }
 
+// Where a dict that shares its table of keys with others has its values, in the order in which the
+// keys came into the table; null for a dict with a table of its own. Meant for a dict that nobody
+// else has seen: no watcher is told, and it is not tracked by the collector for a new value. 3.13
+// and 3.14 have four counts before the values (_dictvalues in internal/pycore_dict.h).
+inline PyObject** values_beside_shared_keys(PyObject* dict) noexcept {
+  return reinterpret_cast<PyObject**>(reinterpret_cast<PyDictObject*>(dict)->ma_values);
+}
+
 // A frame for a traceback entry. Undocumented, kept in 3.13
 // and 3.14 because generated extension modules use it.
 inline PyFrameObject* new_frame(PyCodeObject* code, PyObject* globals) noexcept {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <sqlite3.h>
@@ -28,15 +29,19 @@ class RowBatch {
   // row of a batch has the same number of columns.
   void append(const Statement& statement);
 
-  std::size_t rows() const noexcept { return columns_ == 0 ? 0 : cells_.size() / columns_; }
+  std::size_t rows() const noexcept { return starts_.size(); }
   std::size_t columns() const noexcept { return columns_; }
   // Memory that the copied rows take.
   std::size_t size() const noexcept { return cells_.size() * sizeof(Cell) + bytes_.size(); }
   Value value(std::size_t row, std::size_t column) const noexcept;
+  // Whether all of the row's texts and bytes are ASCII.
+  bool is_ascii(std::size_t row) const noexcept;
 
   void clear() noexcept;
 
  private:
+  friend class SharedBatch;
+
   struct Cell {
     int type;
     int size;  // of text or bytes
@@ -50,8 +55,39 @@ class RowBatch {
   void copy_row(sqlite3_stmt* row);
 
   std::size_t columns_ = 0;
-  std::vector<Cell> cells_;  // row after row
+  std::vector<std::size_t> starts_;  // where each row's texts and bytes begin in bytes_
+  std::vector<Cell> cells_;          // row after row
   std::vector<char> bytes_;
+  std::size_t holders_ = 0;
+};
+
+// Holds a batch together with all who stand on its rows; the last one ends it. They take and drop
+// it under one lock of theirs: the count of holders is a plain number.
+class SharedBatch {
+ public:
+  SharedBatch() = default;
+  static SharedBatch make() { return SharedBatch(new RowBatch); }
+
+  SharedBatch(SharedBatch&& other) noexcept : batch_(std::exchange(other.batch_, nullptr)) {}
+  SharedBatch(const SharedBatch& other) noexcept : SharedBatch(other.batch_) {}
+  SharedBatch& operator=(SharedBatch other) noexcept {
+    std::swap(batch_, other.batch_);
+    return *this;
+  }
+  ~SharedBatch() {
+    if (batch_ != nullptr && --batch_->holders_ == 0) delete batch_;
+  }
+
+  explicit operator bool() const noexcept { return batch_ != nullptr; }
+  RowBatch* operator->() const noexcept { return batch_; }
+  bool has_one_holder() const noexcept { return batch_->holders_ == 1; }
+
+ private:
+  explicit SharedBatch(RowBatch* batch) noexcept : batch_(batch) {
+    if (batch_ != nullptr) ++batch_->holders_;
+  }
+
+  RowBatch* batch_ = nullptr;
 };
 
 }  // namespace sqlite

@@ -17,8 +17,14 @@ python::Object json_dumps(PyObject* value);
 class JsonLoads {
  public:
   python::Object operator()(PyObject* text);
+  // Whether it is our own reader that reads the next text. Looks the name up for it, once: a text
+  // that is read otherwise is to be given to the operator next.
+  bool serves_texts();
 
  private:
+  static python::Object looked_up(bool* in_module);
+
+  python::Object found_;  // for the next text
   bool standard_ = false;
 };
 

@@ -3,6 +3,8 @@
 
 #include <Python.h>
 
+#include <utility>
+
 #include "python/calls.h"
 #include "python/gil_slice.h"
 #include "python/object.h"
@@ -14,13 +16,27 @@ namespace store {
 python::Object plain_record(PyObject* row);
 
 // [dict(row) for row in rows]
-python::Object plain_records(const python::Object& rows);
+python::Object plain_records(python::Object rows);
 
-// [convert(row) for row in rows]
+// [convert(row) for row in rows]. Rows of a list that nobody else has are dropped one by one, since
+// they would else stay as long as the last record is made.
 template <typename Convert>
-python::Object converted_rows(const python::Object& rows, Convert convert) {
+python::Object converted_rows(python::Object rows, Convert convert) {
   python::Object result = python::list();
   python::GilSlice::Records pace;
+  if (PyList_CheckExact(rows.get())) {
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(rows.get()); ++i) {
+      python::Object row = python::Object::share(PyList_GET_ITEM(rows.get(), i));
+      if (Py_REFCNT(rows.get()) == 1) {
+        const python::Object held = python::Object::take(
+            std::exchange(*(PySequence_Fast_ITEMS(rows.get()) + i), Py_NewRef(Py_None)));
+      }
+      python::append(result, convert(row.get()));
+      row = python::Object();
+      pace.step();
+    }
+    return result;
+  }
   const python::Object each = python::iterator(rows.get());
   while (const python::Object row = python::next(each.get())) {
     python::append(result, convert(row.get()));

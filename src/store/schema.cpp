@@ -66,12 +66,9 @@ constinit python::Name kOperationalError{"OperationalError"};
 // there already shows, so every OperationalError is passed over; a lock
 // that was not let go in time leaves the column to the next construction.
 void add_column(const ScopeConnection& connection, const python::Name& sql) {
-  try {
-    connection.execute(sql);
-  } catch (const python::PythonError&) {
-    if (!python::caught_by(kSqlite3, kOperationalError)) throw;
-    python::clear_error();
-  }
+  if (connection.try_execute(sql)) return;
+  if (!python::caught_by(kSqlite3, kOperationalError)) throw python::PythonError{};
+  python::clear_error();
 }
 
 }  // namespace

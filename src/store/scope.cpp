@@ -1,5 +1,7 @@
 #include "store/scope.h"
 
+#include <array>
+
 #include "dbapi/exception_translation.h"
 #include "python/compat.h"
 #include "python/namespace.h"
@@ -88,6 +90,16 @@ python::Object ScopeConnection::execute(const python::Name& sql,
 python::Object ScopeConnection::execute(const python::Object& sql,
                                         const python::Object& parameters) const {
   return between_signals(connection_, kExecute, sql, parameters);
+}
+
+bool ScopeConnection::try_execute(const python::Name& sql) const {
+  PyObject* const method = kExecute.get();
+  const std::array<PyObject*, 2> arguments = {connection_.get(), sql.get()};
+  python::check_signals();
+  return static_cast<bool>(Object::take_if_any(python::in_interpreter([&] {
+    return PyObject_VectorcallMethod(method, arguments.data(),
+                                     arguments.size() | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  })));
 }
 
 // Not after it: what is committed stays, so a signal that

@@ -21,6 +21,9 @@ class ScopeConnection {
   python::Object execute(const python::Name& sql) const;
   python::Object execute(const python::Name& sql, const python::Object& parameters) const;
   python::Object execute(const python::Object& sql, const python::Object& parameters) const;
+  // Runs a statement that is expected to fail, which unwinding would make dear: false, with the
+  // error pending, if it does.
+  bool try_execute(const python::Name& sql) const;
   void commit() const;
 
  private:

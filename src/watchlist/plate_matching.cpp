@@ -1,5 +1,6 @@
 #include "watchlist/plate_matching.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -22,11 +23,11 @@ constinit python::Name kNothing{""};
 constexpr bool is_left_out(char32_t character) { return character == U' ' || character == U'-'; }
 
 // The upper case of each ASCII character; 0 for those that are left out.
-constexpr std::array<char32_t, 128> kAscii = [] {
-  std::array<char32_t, 128> upper{};
-  for (char32_t c = 0; c < upper.size(); ++c) {
-    const bool lower = c >= U'a' && c <= U'z';
-    upper[c] = is_left_out(c) ? 0 : (lower ? c - U'a' + U'A' : c);
+constexpr std::array<char, 128> kAscii = [] {
+  std::array<char, 128> upper{};
+  for (unsigned char c = 0; c < upper.size(); ++c) {
+    const bool lower = c >= 'a' && c <= 'z';
+    upper[c] = static_cast<char>(is_left_out(c) ? 0 : (lower ? c - 'a' + 'A' : c));
   }
   return upper;
 }();
@@ -37,7 +38,7 @@ void append_normalised(std::u32string& out, const Char* characters, Py_ssize_t l
   for (const Char* at = characters; at != characters + length; ++at) {
     const char32_t character = *at;
     if (character < kAscii.size()) {
-      if (!is_left_out(character)) out.push_back(kAscii[character]);
+      if (!is_left_out(character)) out.push_back(static_cast<char32_t>(kAscii[character]));
       continue;
     }
     const UpperCase& upper = upper_case(character);
@@ -63,8 +64,17 @@ void with_characters(PyObject* text, Use use) {
 // texts; beyond it Python's own, which is linear, is faster.
 constexpr std::size_t kSearchedHere = 1 << 14;
 
-bool holds(std::u32string_view text, std::u32string_view part) {
-  return part.size() <= text.size() && text.find(part) != std::u32string_view::npos;
+bool holds(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+template <typename Part>
+bool holds(const std::u32string& text, const Part& part) {
+  return std::search(text.begin(), text.end(), part.begin(), part.end()) != text.end() ||
+         part.empty();
+}
+
+bool is_ascii(const std::u32string& characters) {
+  return std::all_of(characters.begin(), characters.end(), [](char32_t c) { return c < 0x80; });
 }
 
 bool contains(PyObject* container, PyObject* part) {
@@ -76,30 +86,50 @@ bool contains(PyObject* container, PyObject* part) {
 }  // namespace
 
 void NormalisedPlate::assign(PyObject* plate) {
-  characters_.clear();
-  other_ = Object();
+  object_ = Object();
+  is_text_ = true;
   if (PyUnicode_CheckExact(plate)) {
+    if (PyUnicode_IS_ASCII(plate)) {
+      return assign_ascii({static_cast<const char*>(PyUnicode_DATA(plate)),
+                           static_cast<std::size_t>(PyUnicode_GET_LENGTH(plate))});
+    }
+    wide_.clear();
     with_characters(plate, [&](const auto* characters, Py_ssize_t length) {
-      append_normalised(characters_, characters, length);
+      append_normalised(wide_, characters, length);
     });
-    return;
+    return narrow_if_ascii();
   }
   const Object upper = python::call_method(plate, kUpper);
   const Object without_blanks =
       python::call_method(upper.get(), kReplace, kBlank.get(), kNothing.get());
-  const Object normalised =
+  Object normalised =
       python::call_method(without_blanks.get(), kReplace, kHyphen.get(), kNothing.get());
-  if (PyUnicode_CheckExact(normalised.get())) {
-    assign_characters(normalised.get());
-  } else {
-    other_ = normalised;
+  is_text_ = PyUnicode_CheckExact(normalised.get());
+  if (is_text_) assign_characters(normalised.get());
+  object_ = std::move(normalised);
+}
+
+void NormalisedPlate::assign_ascii(std::string_view plate) {
+  if (object_) object_ = Object();
+  is_text_ = true;
+  wide_.clear();
+  if (room_.size() < plate.size()) room_.resize(plate.size());
+  char* end = room_.data();
+  for (const char character : plate) {
+    // Written over by the next one if it is left out.
+    *end = kAscii[static_cast<unsigned char>(character)];
+    end += is_left_out(static_cast<unsigned char>(character)) ? 0 : 1;
   }
+  narrow_ = {room_.data(), static_cast<std::size_t>(end - room_.data())};
 }
 
 bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
-  if (!other_ && !watched.other_ &&
-      characters_.size() * watched.characters_.size() <= kSearchedHere) {
-    return holds(characters_, watched.characters_) || holds(watched.characters_, characters_);
+  if (is_text_ && watched.is_text_ && size() * watched.size() <= kSearchedHere) {
+    const bool longer = size() >= watched.size();
+    const NormalisedPlate& text = longer ? *this : watched;
+    const NormalisedPlate& part = longer ? watched : *this;
+    if (text.wide_.empty()) return part.wide_.empty() && holds(text.narrow_, part.narrow_);
+    return part.wide_.empty() ? holds(text.wide_, part.narrow_) : holds(text.wide_, part.wide_);
   }
   const Object detected = as_object();
   const Object entry = watched.as_object();
@@ -109,14 +139,28 @@ bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
 
 void NormalisedPlate::assign_characters(PyObject* text) {
   with_characters(text, [&](const auto* characters, Py_ssize_t length) {
-    characters_.assign(characters, characters + length);
+    wide_.assign(characters, characters + length);
   });
+  narrow_if_ascii();
 }
 
-python::Object NormalisedPlate::as_object() const {
-  if (other_) return other_;
-  return Object::take(PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, characters_.data(),
-                                                static_cast<Py_ssize_t>(characters_.size())));
+void NormalisedPlate::narrow_if_ascii() {
+  narrow_ = {};
+  if (!is_ascii(wide_)) return;
+  room_.assign(wide_.begin(), wide_.end());
+  narrow_ = room_;
+  wide_.clear();
+}
+
+const python::Object& NormalisedPlate::as_object() const {
+  if (!object_) {
+    object_ = Object::take(wide_.empty()
+                               ? PyUnicode_FromKindAndData(PyUnicode_1BYTE_KIND, narrow_.data(),
+                                                           static_cast<Py_ssize_t>(narrow_.size()))
+                               : PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, wide_.data(),
+                                                           static_cast<Py_ssize_t>(wide_.size())));
+  }
+  return object_;
 }
 
 }  // namespace watchlist

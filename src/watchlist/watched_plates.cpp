@@ -50,19 +50,37 @@ python::Object WatchedPlates::id(std::size_t index) {
   return value(index, &Columns::id, kId.get());
 }
 
-python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* column,
-                                    PyObject* name) {
+bool WatchedPlates::read_plate(std::size_t index, NormalisedPlate& plate) {
   PyObject* const entry = entries_[index].get();
+  if (find_columns(entry) && columns_.plate >= 0) {
+    // Comparing a text takes no object of it.
+    const std::optional<sqlite::Value> stored = dbapi::Row::of(entry).stored(columns_.plate);
+    if (stored && stored->type == SQLITE_TEXT) {
+      plate.assign_ascii(stored->bytes);
+      return true;
+    }
+  }
+  const Object found = this->plate(index);
+  if (found) plate.assign(found.get());
+  return static_cast<bool>(found);
+}
+
+bool WatchedPlates::find_columns(PyObject* entry) {
   const dbapi::RowShape* const shape = dbapi::columns_of(entry);
-  if (shape == nullptr) return python::item_if_any(entry, name);
+  if (shape == nullptr) return false;
   if (shape != columns_.shape) {
     columns_ = {shape, shape->column_named(kPlate.get()), shape->column_named(kLabel.get()),
                 shape->column_named(kId.get())};
   }
+  return true;
+}
+
+python::Object WatchedPlates::value(std::size_t index, Py_ssize_t Columns::* column,
+                                    PyObject* name) {
+  PyObject* const entry = entries_[index].get();
+  if (!find_columns(entry)) return python::item_if_any(entry, name);
   const Py_ssize_t position = columns_.*column;
-  return position < 0
-             ? Object()
-             : Object::share(PyTuple_GET_ITEM(dbapi::Row::of(entry).values.get(), position));
+  return position < 0 ? Object() : dbapi::Row::of(entry).value(position);
 }
 
 }  // namespace watchlist

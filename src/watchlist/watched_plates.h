@@ -7,6 +7,7 @@
 
 #include "dbapi/row_shape.h"
 #include "python/object.h"
+#include "watchlist/plate_matching.h"
 
 namespace watchlist {
 
@@ -18,6 +19,9 @@ class WatchedPlates {
   explicit WatchedPlates(const python::Object& rows);
 
   std::size_t size() const noexcept { return entries_.size(); }
+
+  // Gives a plate to compare; false if the row has none.
+  bool read_plate(std::size_t index, NormalisedPlate& plate);
 
   python::Object plate(std::size_t index);
   python::Object label(std::size_t index);
@@ -35,6 +39,8 @@ class WatchedPlates {
     Py_ssize_t id = -1;
   };
 
+  // Looks where the row has its columns; false if it is not one of our own.
+  bool find_columns(PyObject* entry);
   python::Object value(std::size_t index, Py_ssize_t Columns::* column, PyObject* name);
 
   std::vector<python::Object> entries_;  // our own rows as they are, dicts of all others

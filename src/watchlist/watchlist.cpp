@@ -35,17 +35,16 @@ constinit python::Name kPlate{"plate"};
 constinit python::Name kId{"id"};
 
 // The KeyError that asking an entry's mapping for a missing column would raise.
-void check_present(const Object& value, const python::Name& column) {
-  if (value) return;
+[[noreturn]] void raise_missing(const python::Name& column) {
   PyErr_SetObject(PyExc_KeyError, column.get());
   throw python::PythonError{};
 }
 
-Object match(const Object& detected, const Object& plate, WatchedPlates& watched,
-             std::size_t index) {
+Object match(const Object& detected, WatchedPlates& watched, std::size_t index) {
+  const Object plate = watched.plate(index);
   const Object label = watched.label(index);
   const Object id = watched.id(index);
-  check_present(id, kId);
+  if (!id) raise_missing(kId);
   Object record = python::dict();
   python::set_item(record, kDetectedPlate, detected);
   python::set_item(record, kWatchlistPlate, plate);
@@ -63,10 +62,8 @@ void match_all(const Object& detected, WatchedPlates& watched, const Object& mat
   normalised.assign(detected.get());
   pace.step();
   for (std::size_t index = 0; index < watched.size(); ++index) {
-    const Object plate = watched.plate(index);
-    check_present(plate, kPlate);
-    entry.assign(plate.get());
-    if (normalised.matches(entry)) python::append(matches, match(detected, plate, watched, index));
+    if (!watched.read_plate(index, entry)) raise_missing(kPlate);
+    if (normalised.matches(entry)) python::append(matches, match(detected, watched, index));
     pace.step();
   }
 }
