@@ -6,6 +6,7 @@ import gc
 import importlib
 import os
 import shutil
+import signal
 import sys
 from pathlib import Path
 
@@ -17,6 +18,9 @@ if TESTS not in sys.path:
     # Last, so that no folder of tests stands before a module of that name.
     sys.path.append(TESTS)
 pytest.register_assert_rewrite("support")
+
+# A run in a shell's background ignores Ctrl-C, and so would the programs that tests interrupt.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 from support.child import NATIVE, TWIN  # noqa: E402
 from support.clock import Clock  # noqa: E402
