@@ -13,6 +13,8 @@ import pytest
 from reliability.hunts.calls import CALLS, READING
 from support import child
 
+pytestmark = pytest.mark.slow
+
 PROGRAM = """
     import gc, json, sqlite3, sys
     from datetime import datetime

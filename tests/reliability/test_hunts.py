@@ -9,6 +9,8 @@ import pytest
 from reliability.hunts.run import HUNTS, run
 from support import child
 
+pytestmark = pytest.mark.slow
+
 # What at least one round of each has to meet: a hunt that meets nothing finds nothing.
 MET = {
     "power_loss": {"power losses": 200},

@@ -9,6 +9,7 @@ from __future__ import annotations
 import codecs
 import enum
 import json
+import os
 import random
 import struct
 from collections import Counter, OrderedDict
@@ -232,8 +233,9 @@ def play(seed: int, folder: Path) -> Counter[str]:
         if text is not None:
             figures["written values"] += 1
             compare(loads, json.loads, text)
-    for depth in (dice.randint(50, 300), dice.randint(10**4, 10**5)):
-        nest(dice, depth)
+    nest(dice, dice.randint(50, 300))
+    if not os.environ.get("ZENTROPE_ANPR_SANITIZER"):  # under which the stack ends first
+        nest(dice, dice.randint(10**4, 10**5))
     figures["values"] += VALUES
     return figures
 
