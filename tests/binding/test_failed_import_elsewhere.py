@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support import child_process
+from support import child
 
 PROGRAM = """
 import _xxsubinterpreters, importlib, sys
@@ -63,5 +63,5 @@ sys.stdout.flush()
 @pytest.mark.parametrize("when", ["early", "late"])
 @pytest.mark.parametrize("then", ["gone", "alive"])
 def test_the_next_interpreter_may_import_it(tmp_path, then, when, where):
-    output = child_process.output(PROGRAM, str(tmp_path / "x.db"), then, when, where)
+    output = child.output(PROGRAM, str(tmp_path / "x.db"), then, when, where)
     assert output == "works\n"

@@ -6,7 +6,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 OPERATIONS = Path(__file__).resolve().parents[2] / "docs" / "operations.md"
 
@@ -59,5 +59,5 @@ def test_the_directory_is_synced_behind_each_journal(
     tmp_path: Path, class_name: str, synced_and_not: str, level: str
 ) -> None:
     program = PROGRAM.replace("OVERRIDE", override()).replace("CLASS", class_name)
-    lines = child_process.output(program, str(tmp_path / "x.db")).splitlines()
+    lines = child.output(program, str(tmp_path / "x.db")).splitlines()
     assert lines == [synced_and_not] * 9 + [level]
