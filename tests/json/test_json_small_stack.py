@@ -10,7 +10,7 @@ from pathlib import Path
 import pytest
 from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
 
-from support import child_process
+from support import child
 
 pytestmark = pytest.mark.skipif(
     bool(os.environ.get("ZENTROPE_ANPR_SANITIZER")), reason="a sanitizer's frames are larger"
@@ -26,7 +26,7 @@ KINDS = {
 
 @pytest.mark.parametrize("kind", KINDS)
 def test_a_deep_value_is_written_on_a_small_stack(kind: str) -> None:
-    output = child_process.output(f"""
+    output = child.output(f"""
         import threading
         from collections import OrderedDict
         from anpr_test_modules import store_internals

@@ -6,7 +6,7 @@ from pathlib import Path
 
 import pytest
 
-from support import child_process
+from support import child
 
 PRELUDE = """
 import os, signal, sqlite3, subprocess, sys, threading, time
@@ -74,7 +74,7 @@ def count():
 def run(source: str, path: Path) -> str:
     import textwrap
 
-    return child_process.output(PRELUDE + textwrap.dedent(source), str(path))
+    return child.output(PRELUDE + textwrap.dedent(source), str(path))
 
 
 @pytest.fixture
