@@ -39,12 +39,18 @@ Statement& change_statement(Cursor& cursor, PyObject* sql) {
   return *cursor.statement;
 }
 
-Statement::Step step(Cursor& cursor) {
+Statement::Step step_in_engine(Cursor& cursor) {
   const ConnectionCall call(cursor.connected());
   const Statement::Step result = cursor.statement->step();
   if (result == Statement::Step::kDone && cursor.statement->changes_rows()) {
     cursor.rowcount += cursor.connected().database->changes();
   }
+  return result;
+}
+
+Statement::Step step(Cursor& cursor) {
+  const Statement::Step result = step_in_engine(cursor);
+  throw_what_ended_a_wait();
   return result;
 }
 
