@@ -38,7 +38,10 @@ void LockWait::sleep(CallWatch& watch, int microseconds) noexcept {
   if (stopped_) return;
   const WaitClock::time_point now = WaitClock::now();
   const std::chrono::microseconds asked(microseconds);
-  if (counted_ == counted_.zero()) began_ = now;
+  if (counted_ == counted_.zero()) {
+    began_ = now;
+    next_question_ = now + kBetweenQuestions;
+  }
   counted_ += asked;
   FileLock* const file = std::exchange(refused_by_, nullptr);
   if (file == nullptr) {
@@ -106,15 +109,17 @@ void LockWait::stand_and_wait(CallWatch& watch, FileLock& file, WaitClock::time_
 // Until the time given; asks the watch whether to go on when a signal has come, and now and then.
 LockWait::Heard LockWait::listen(CallWatch& watch, WaitClock::time_point until) noexcept {
   while (true) {
-    const WaitClock::time_point question = WaitClock::now() + kBetweenQuestions;
-    const bool asks = question < until;
-    const Bell::Heard heard = bell_.wait(asks ? question : until);
+    const Bell::Heard heard = bell_.wait(std::min(next_question_, until));
     if (heard == Bell::Heard::kRing) return Heard::kCall;
-    if (heard == Bell::Heard::kSilence && !asks) return Heard::kNothing;
-    if (watch.stop_waiting()) {
-      stopped_ = true;
-      return Heard::kStop;
+    const WaitClock::time_point now = WaitClock::now();
+    if (heard == Bell::Heard::kSignal || now >= next_question_) {
+      next_question_ = now + kBetweenQuestions;
+      if (watch.stop_waiting()) {
+        stopped_ = true;
+        return Heard::kStop;
+      }
     }
+    if (now >= until) return Heard::kNothing;
   }
 }
 
