@@ -6,13 +6,14 @@ from pathlib import Path
 
 import matplotlib
 from matplotlib import pyplot
+from matplotlib.axes import Axes
 
 from crowd_scene import Outcome
 
 COLOURS = {"store": "#1b6ca8", "twin": "#c9772b", "twin+lock": "#8a8a8a"}
 
 
-def _bars(axes: pyplot.Axes, groups: dict[str, dict[str, float]], title: str) -> None:
+def _bars(axes: Axes, groups: dict[str, dict[str, float]], title: str) -> None:
     peers = list(COLOURS)
     height = 0.8 / len(peers)
     for place, peer in enumerate(peers):
