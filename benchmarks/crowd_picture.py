@@ -37,7 +37,7 @@ def _figures(outcomes: list[Outcome], kind: str, figure: str) -> dict[str, dict[
 
 
 def draw(outcomes: list[Outcome], file: Path) -> None:
-    matplotlib.rcParams["svg.hashsalt"] = "crowd"
+    matplotlib.rcParams.update({"svg.hashsalt": "crowd", "svg.fonttype": "none"})
     writing = [outcome for outcome in outcomes if outcome.writes.per_second]
     reading = [outcome for outcome in outcomes if not outcome.writes.per_second]
     panels = (
