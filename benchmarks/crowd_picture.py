@@ -21,6 +21,7 @@ def _bars(axes: Axes, groups: dict[str, dict[str, float]], title: str) -> None:
         values = [group.get(peer, 0) for group in groups.values()]
         axes.barh(at, values, height, label=peer, color=COLOURS[peer])
     axes.set_yticks([row + height for row in range(len(groups))], list(groups))
+    axes.margins(y=0.02)
     axes.invert_yaxis()
     axes.set_xscale("log")
     axes.set_title(title, loc="left", fontsize=10)
