@@ -6,13 +6,14 @@ from pathlib import Path
 
 import matplotlib
 from matplotlib import pyplot
+from matplotlib.axes import Axes
 
 from crowd_scene import Outcome
 
 COLOURS = {"store": "#1b6ca8", "twin": "#c9772b", "twin+lock": "#8a8a8a"}
 
 
-def _bars(axes: pyplot.Axes, groups: dict[str, dict[str, float]], title: str) -> None:
+def _bars(axes: Axes, groups: dict[str, dict[str, float]], title: str) -> None:
     peers = list(COLOURS)
     height = 0.8 / len(peers)
     for place, peer in enumerate(peers):
@@ -20,6 +21,7 @@ def _bars(axes: pyplot.Axes, groups: dict[str, dict[str, float]], title: str) ->
         values = [group.get(peer, 0) for group in groups.values()]
         axes.barh(at, values, height, label=peer, color=COLOURS[peer])
     axes.set_yticks([row + height for row in range(len(groups))], list(groups))
+    axes.margins(y=0.02)
     axes.invert_yaxis()
     axes.set_xscale("log")
     axes.set_title(title, loc="left", fontsize=10)
@@ -36,7 +38,7 @@ def _figures(outcomes: list[Outcome], kind: str, figure: str) -> dict[str, dict[
 
 
 def draw(outcomes: list[Outcome], file: Path) -> None:
-    matplotlib.rcParams["svg.hashsalt"] = "crowd"
+    matplotlib.rcParams.update({"svg.hashsalt": "crowd", "svg.fonttype": "none"})
     writing = [outcome for outcome in outcomes if outcome.writes.per_second]
     reading = [outcome for outcome in outcomes if not outcome.writes.per_second]
     panels = (

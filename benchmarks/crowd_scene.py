@@ -8,6 +8,7 @@ import subprocess
 import sys
 from dataclasses import asdict, dataclass, field
 from pathlib import Path
+from typing import Any
 
 WORKER = Path(__file__).resolve().parent / "crowd_worker.py"
 
@@ -53,7 +54,7 @@ class Outcome:
         return asdict(self)
 
 
-def _calls(threads: list[dict[str, list]], seconds: float) -> Calls:
+def _calls(threads: list[dict[str, list[Any]]], seconds: float) -> Calls:
     times = sorted(time for thread in threads for time in thread["times"])
     errors = [text for thread in threads for text in thread["errors"]]
     if not times:

@@ -38,8 +38,11 @@ std::unique_ptr<sqlite::Database> open_database(const Object& encoded) {
 }
 
 void run(Connection& connection, const char* sql) {
-  const ConnectionCall call(connection);
-  connection.database->run(sql);
+  {
+    const ConnectionCall call(connection);
+    connection.database->run(sql);
+  }
+  throw_what_ended_a_wait();
 }
 
 }  // namespace

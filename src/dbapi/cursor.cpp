@@ -50,6 +50,7 @@ Statement::Step step(Cursor& cursor) {
       changes = cursor.connected().database->changes();
     }
   }
+  throw_what_ended_a_wait();
   // With the GIL back: other threads may read it.
   cursor.rowcount += changes;
   return result;

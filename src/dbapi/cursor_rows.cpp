@@ -55,6 +55,7 @@ void fill_batch(Cursor& cursor, std::size_t wanted) {
 void fill_or_forget(Cursor& cursor, std::size_t wanted) {
   try {
     fill_batch(cursor, wanted);
+    throw_what_ended_a_wait();
   } catch (...) {
     forget_rows(cursor);
     rethrow_as_python_error();

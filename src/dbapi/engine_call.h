@@ -3,6 +3,7 @@
 
 #include <Python.h>
 
+#include "python/errors.h"
 #include "python/gil_slice.h"
 #include "sqlite/call_watch.h"
 #include "sqlite/fork_guard.h"
@@ -42,5 +43,11 @@ class EngineCall final : public sqlite::CallWatch {
   PyThreadState* thread_ = nullptr;
   python::GilPrice::Clock::time_point kept_since_;  // while the GIL is not let go
 };
+
+// For after an engine call: throws what a signal's handler raised while the call waited for a lock.
+// As a rule the engine fails too, but a checkpoint, for one, only says that it was not done.
+inline void throw_what_ended_a_wait() {
+  if (PyErr_Occurred() != nullptr) throw python::PythonError{};
+}
 
 }  // namespace dbapi

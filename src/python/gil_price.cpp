@@ -50,7 +50,7 @@ void GilPrice::taken_back(const Mark& asked, Clock::duration switch_interval) no
 
 void GilPrice::back_again(const Mark& seen, Clock::duration switch_interval) noexcept {
   const Mark here = mark();
-  if (std::chrono::nanoseconds(others_took_ns(seen, here)) < switch_interval / 2) return;
+  if (std::chrono::nanoseconds(others_took_ns(seen, here)) < switch_interval * 7 / 8) return;
   others_ran_at_ns.store(nanoseconds(here.time), std::memory_order_relaxed);
 }
 

@@ -16,7 +16,7 @@ struct FileId {
 
 // Who of this process holds a file's write lock, and who waits for what:
 // - writers wait for the write lock, in the order in which they came. When it is given back the
-//   first one is called; only that one may try for it, and it stays the first until it has it;
+//   first one is called; only that one may try for it, and it stays the first until it has it.
 // - readers wait for a writer that has shut them out, and are all called when it is done;
 // - a committer is the holder itself and waits for the readers to leave. Each that does calls it.
 // A line exists while it has a holder or somebody who waits, and is found by its file. It orders

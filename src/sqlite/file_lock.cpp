@@ -102,6 +102,13 @@ bool FileLock::try_again(LockWait::For wanted) noexcept {
   return true;
 }
 
+bool FileLock::write_lock_is_free() noexcept {
+  int held = 1;
+  if (level_ != SQLITE_LOCK_NONE) return false;  // as with a WAL, whose lock is another one
+  const int code = below_->pMethods->xCheckReservedLock(below_, &held);
+  return code == SQLITE_OK && held == 0;
+}
+
 int FileLock::unlock(int level) noexcept {
   const int code = below_->pMethods->xUnlock(below_, level);
   const int before = level_;

@@ -34,6 +34,8 @@ class FileLock {
   const FileId* id() noexcept;
   // Takes a lock that was refused to the engine before. True if it is there.
   bool try_again(LockWait::For wanted) noexcept;
+  // True if nobody has the write lock of a file with a rollback journal. Asked without any lock.
+  bool write_lock_is_free() noexcept;
   bool holds_write_lock() const noexcept { return level_ >= SQLITE_LOCK_RESERVED || writes_wal_; }
 
  private:

@@ -14,6 +14,9 @@ namespace {
 // A signal that comes to another thread, or just before a wait begins, is noticed this much later.
 constexpr auto kBetweenQuestions = std::chrono::milliseconds(100);
 
+// How often the first writer looks whether another process still has the lock: a system call.
+constexpr auto kBetweenLooks = std::chrono::milliseconds(2);
+
 }  // namespace
 
 void LockWait::begin_statement() noexcept {
@@ -36,7 +39,10 @@ void LockWait::sleep(CallWatch& watch, int microseconds) noexcept {
   if (stopped_) return;
   const WaitClock::time_point now = WaitClock::now();
   const std::chrono::microseconds asked(microseconds);
-  if (counted_ == counted_.zero()) began_ = now;
+  if (counted_ == counted_.zero()) {
+    began_ = now;
+    next_question_ = now + kBetweenQuestions;
+  }
   counted_ += asked;
   FileLock* const file = std::exchange(refused_by_, nullptr);
   if (file == nullptr) {
@@ -78,23 +84,26 @@ void LockWait::stand_and_wait(CallWatch& watch, FileLock& file, WaitClock::time_
                 wanted_ == For::kReadLock ? FileLine::Role::kReader : FileLine::Role::kCommitter);
   }
   while (true) {
-    // Nobody calls for a holder in another process: the engine looks again as often as it likes.
+    // Nobody calls for a holder in another process: the engine looks again as often as it likes,
+    // and the first writer looks in between, so that it has the GIL when it takes the lock.
     const bool polls = !place.will_be_called();
-    const WaitClock::time_point until = polls ? next_try : deadline;
+    const WaitClock::time_point look = WaitClock::now() + kBetweenLooks;
+    const WaitClock::time_point until =
+        !polls ? deadline : (for_writing ? std::min(look, next_try) : next_try);
     const Heard heard = listen(watch, until);
     if (heard == Heard::kStop) return;
-    if (heard == Heard::kNothing) {
-      // The one before us may have gone meanwhile without calling: then we are to look.
-      if (WaitClock::now() >= deadline || !place.will_be_called()) return;
-      continue;
-    }
+    const WaitClock::time_point now = WaitClock::now();
     if (for_writing) {
-      if (!place.is_first()) continue;
-      watch.turn_has_come();
+      const bool first = !place.will_be_called();
+      if (first && (heard == Heard::kCall || file.write_lock_is_free())) {
+        watch.turn_has_come();
+        return;
+      }
+    } else if (heard == Heard::kCall && file.try_again(wanted_)) {
+      // Taken here, where a try in vain is not counted by the engine. It asks again and has it.
       return;
     }
-    // Taken here, where a try in vain is not counted by the engine. It asks again and has it.
-    if (file.try_again(wanted_)) return;
+    if (now >= deadline || (now >= next_try && !place.will_be_called())) return;
   }
 }
 
@@ -107,15 +116,17 @@ Bell::Heard LockWait::wait_for_bell(WaitClock::time_point until) noexcept {
 // Until the time given; asks the watch whether to go on when a signal has come, and now and then.
 LockWait::Heard LockWait::listen(CallWatch& watch, WaitClock::time_point until) noexcept {
   while (true) {
-    const WaitClock::time_point question = WaitClock::now() + kBetweenQuestions;
-    const bool asks = question < until;
-    const Bell::Heard heard = wait_for_bell(asks ? question : until);
+    const Bell::Heard heard = wait_for_bell(std::min(next_question_, until));
     if (heard == Bell::Heard::kRing) return Heard::kCall;
-    if (heard == Bell::Heard::kSilence && !asks) return Heard::kNothing;
-    if (watch.stop_waiting()) {
-      stopped_ = true;
-      return Heard::kStop;
+    const WaitClock::time_point now = WaitClock::now();
+    if (heard == Bell::Heard::kSignal || now >= next_question_) {
+      next_question_ = now + kBetweenQuestions;
+      if (watch.stop_waiting()) {
+        stopped_ = true;
+        return Heard::kStop;
+      }
     }
+    if (now >= until) return Heard::kNothing;
   }
 }
 

@@ -71,7 +71,8 @@ class LockWait {
   FileLock* refused_by_ = nullptr;
   For wanted_ = For::kReadLock;
   WaitClock::time_point began_;
-  WaitClock::duration counted_{0};  // what the engine has asked to sleep since then
+  WaitClock::time_point next_question_;  // whether to go on
+  WaitClock::duration counted_{0};       // what the engine has asked to sleep since then
   bool stopped_ = false;
   FileLock* held_file_ = nullptr;
   int held_level_ = 0;

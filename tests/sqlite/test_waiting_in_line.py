@@ -171,6 +171,27 @@ def test_an_interrupt_ends_a_commit_that_waits_for_a_reader(path: Path) -> None:
     assert output == "KeyboardInterrupt True\n1\n2\n"
 
 
+def test_an_interrupt_is_raised_where_the_engine_only_reports_a_busy_file(path: Path) -> None:
+    output = run(
+        """
+        with sqlite3.connect(path) as connection:
+            connection.execute("PRAGMA journal_mode = WAL")
+        connection.close()
+        holder = foreign_holder()
+        store.timeout = 100_000
+        connection = store._get_conn()
+        threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
+        checkpoint = "PRAGMA wal_checkpoint(RESTART)"
+        error, seconds = error_and_seconds(lambda: connection.execute(checkpoint).fetchall())
+        print(error, seconds < 60)
+        release(holder)
+        print(connection.execute(checkpoint).fetchone()[0])
+        """,
+        path,
+    )
+    assert output == "KeyboardInterrupt True\n0\n"
+
+
 def test_a_handler_may_write_to_the_file_that_its_thread_waits_for(path: Path) -> None:
     # The outer wait is the first in the line; the handler's own must not stand behind it.
     output = run(
