@@ -5,7 +5,6 @@ from __future__ import annotations
 import os
 import sqlite3
 from contextlib import closing
-from pathlib import Path
 
 import pytest
 from zentrope_anpr.zentrope_anpr_server_db import ANPRDatabase
@@ -48,14 +47,14 @@ def nested_lists(depth: int) -> list:
     return value
 
 
-def depth_of(value: list) -> int:
+def depth_of(value):
     depth = 1
     while value:
         value, depth = value[0], depth + 1
     return depth
 
 
-def test_what_can_be_written_can_be_read_back(tmp_path: Path) -> None:
+def test_what_can_be_written_can_be_read_back(tmp_path):
     path = tmp_path / "anpr.db"
     store = ANPRDatabase(str(path))
     number = store.add_detection(["A"], [1.0], [[1, 2, 3, 4]], 1.0, 0.5, 0.5, "a", "b")
