@@ -18,9 +18,8 @@ namespace {
 using python::Object;
 using sqlite::Statement;
 
-// Enough for a hundred rows, and small enough that the copies stay in the processor's cache and in
-// memory that the allocator has at hand.
-constexpr std::size_t kBatchBytes = 1 << 16;
+// Of a longer result the batches give their memory back to the system.
+constexpr std::size_t kBatchesOfShortResult = 4;
 
 bool rows_need_python_code(const Cursor& cursor) {
   const Object& factory = cursor.row_factory;
@@ -31,10 +30,15 @@ bool rows_need_python_code(const Cursor& cursor) {
 void fill_batch(Cursor& cursor, std::size_t wanted) {
   const ConnectionCall call(cursor.connected());
   Statement& statement = *cursor.statement;
-  if (!cursor.batch) cursor.batch = sqlite::SharedBatch::make();
+  if (!cursor.batch) {
+    cursor.batch = cursor.batches++ < kBatchesOfShortResult
+                       ? sqlite::SharedBatch::make()
+                       : sqlite::SharedBatch::make_of_long_result();
+  }
   const sqlite::SharedBatch& batch = cursor.batch;
   try {
-    while (cursor.on_row && batch->rows() < wanted && batch->size() < kBatchBytes) {
+    while (cursor.on_row && batch->rows() < wanted &&
+           batch->size() < sqlite::RowBatch::kUsualBytes) {
       batch->append(statement);
       cursor.on_row = statement.step() == Statement::Step::kRow;
     }
