@@ -140,7 +140,7 @@ class SqlalchemyCore:
             **more,
         }
         with self.engine.begin() as connection:
-            result = connection.execute(self.table.insert().values(**values))
+            result: Any = connection.execute(self.table.insert().values(**values))
             return int(result.inserted_primary_key[0])
 
     def update_mmc_data(self, number: int, data: dict[str, Any]) -> None:

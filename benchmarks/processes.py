@@ -60,7 +60,7 @@ def _exchange(process: subprocess.Popen[str], line: str) -> str:
     process.stdin.flush()
     answer = process.stdout.readline()
     if not answer:
-        raise RuntimeError(f"{process.args} ended with {process.wait()}")
+        raise RuntimeError(f"{process.args!r} ended with {process.wait()}")
     return answer
 
 

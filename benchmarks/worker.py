@@ -34,7 +34,7 @@ def answer_of(work: works.Work, store: Any) -> str:
 
 def times_of(work: works.Work, store: Any, first: int, seconds: float) -> list[int]:
     clock = time.perf_counter_ns
-    times = []
+    times: list[int] = []
     end = clock() + int(seconds * 1e9)
     while True:
         started = clock()
