@@ -63,11 +63,12 @@ def versions() -> dict[str, str]:
 
 def machine(folder: Path) -> dict[str, str]:
     cores, load = os.cpu_count() or 1, os.getloadavg()[0]
+    others = ", other programs had the machine too: single times are too high"
     return {
         "system": f"{platform.system()} {platform.machine()}, {cores} cores",
         "files in": str(folder.parent),
         "switch interval": f"{sys.getswitchinterval() * 1000:g} ms",
-        "load when the run began": f"{load:.1f}",
+        "load when the run began": f"{load:.1f}{others if load > cores / 4 else ''}",
     }
 
 
@@ -85,7 +86,7 @@ def times_table(works: Sequence[Work], found: Mapping[str, Mapping[str, Spread]]
         cells = [duration(spreads[peer].middle) if peer in spreads else "" for peer in peers]
         rows.append([work.name, f"{work.rows:,}" if work.rows else "", *cells])
     head = ["time of one call", "rows", *(TITLES[peer] for peer in peers)]
-    return Figures("Median time of one call, nothing else running", head, rows)
+    return Figures("Median time of one call, alone in its process", head, rows)
 
 
 def ratios_table(works: Sequence[Work], found: Mapping[str, Mapping[str, Spread]]) -> Figures:
