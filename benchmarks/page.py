@@ -51,9 +51,10 @@ detections. A search by text and the statistics look at every row, which is the 
 there the store and the twin come together. Retention sorts the whole table by time to find what
 to drop.""",
     "stops": """\
-While a call runs it offers the interpreter's lock about once a switch interval: between records, and
-from within the engine while it searches. To drop a large result is one step of the interpreter, with
-every peer. Where other programs have the processors, the thread waits for one of those as well.""",
+While a call runs it offers the interpreter's lock about once a switch interval: between records,
+and from within the engine while it searches. To drop a large result is one step of the
+interpreter, with every peer. Where other programs have the processors, the thread waits for one of
+those as well.""",
     "memory": """\
 The rows of a page are dropped one by one as their records are made, and with a batch's last row
 its bytes, so that a page's peak lies near what the records take. Records share their table of
