@@ -9,7 +9,7 @@ SHELL := /bin/bash
 # What to test, and how: make test TESTS=tests/json PYTEST_ARGS='-k surrogate -x'
 TESTS ?= tests
 PYTEST_ARGS ?= --numprocesses auto --dist loadfile -rs
-# What to time, and how: make bench BENCH_ARGS='--quick get_history'
+# What to time: make bench BENCH_ARGS=get_history
 BENCH_ARGS ?=
 # What to hunt with (all of tests/reliability/hunts when empty), for how long, from which seed on, and
 # under which sanitizer: make hunt HUNTS=power_loss SECONDS=3600 SANITIZER=asan
@@ -25,7 +25,9 @@ python := $(venv)/bin/python
 packages := $(venv)/.packages-stamp
 installed := $(venv)/.installed-stamp
 
-sources := $(shell find src tests/native -name '*.h' -o -name '*.cpp' 2>/dev/null)
+peers := $(venv)/.peers-stamp
+
+sources := $(shell find src tests/native benchmarks -name '*.h' -o -name '*.cpp' 2>/dev/null)
 build_inputs := $(sources) $(shell find cmake stubs -type f) CMakeLists.txt pyproject.toml
 
 .PHONY: help
@@ -91,9 +93,11 @@ endif
 	PYTHONPATH=tests $(addprefix tools/with_sanitizer.sh ,$(SANITIZER)) \
 	  $(python) -m reliability.hunts --seconds $(SECONDS) $(addprefix --seed ,$(SEED)) $(HUNTS)
 
-.PHONY: bench
-bench: build ## time the store beside its peers
+.PHONY: bench bench-quick
+bench: build $(peers) ## time the store beside its peers and write docs/performance.md
 	$(python) benchmarks/run.py $(BENCH_ARGS)
+bench-quick: build $(peers) ## the same in less than a minute, without the page and the large files
+	$(python) benchmarks/run.py --quick $(BENCH_ARGS)
 
 .PHONY: bench-server
 bench-server: build ## load the example server over the store and over its twin
@@ -121,6 +125,11 @@ clean: ## remove everything that make made
 $(packages): requirements-dev.txt examples/server/requirements.txt $(if $(wildcard $(python)),,missing-python)
 	python=$$(tools/find_python.sh) && "$$python" -m venv $(venv)
 	$(python) -m pip install --quiet --disable-pip-version-check --requirement requirements-dev.txt
+	@touch $@
+
+$(peers): benchmarks/requirements.txt $(packages)
+	$(python) -m pip install --quiet --disable-pip-version-check \
+	  --requirement benchmarks/requirements.txt
 	@touch $@
 
 .PHONY: missing-python

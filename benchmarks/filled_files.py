@@ -11,9 +11,13 @@ from datetime import datetime, timedelta
 from pathlib import Path
 from random import Random
 
-from bare_sql import INSERT
 from peers import Peer
 
+INSERT = (
+    "INSERT INTO detections (timestamp, num_plates, plates, confidences, bboxes, processing_time,"
+    " detector_time, ocr_time, image_path, thumbnail_path, success, detection_confidences)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
+)
 WATCHLIST_SEED = 2
 LETTERS = "ABCDEFGHKLMNPRSTUVWXYZ"
 FIRST = datetime(2024, 1, 1, 0, 0, 0, 250_000)

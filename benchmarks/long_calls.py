@@ -6,8 +6,7 @@ from collections.abc import Callable
 from dataclasses import dataclass
 from typing import Any
 
-from cases.statistics import HOURS
-from cases.watchlist import check
+from works import HOURS, check
 
 
 @dataclass(frozen=True)

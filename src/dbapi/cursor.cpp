@@ -151,6 +151,7 @@ void forget_batch(Cursor& cursor) noexcept {
 
 void forget_rows(Cursor& cursor) noexcept {
   forget_batch(cursor);
+  cursor.batches = 0;
   cursor.on_row = false;
   cursor.failure.reset();
   discard(cursor.connected(), std::move(cursor.statement));

@@ -36,6 +36,7 @@ struct Cursor : CursorFields {
   python::Object shape;
   sqlite::SharedBatch batch;  // none until the first row is copied
   std::size_t next_in_batch = 0;
+  std::size_t batches = 0;  // that were made for this result
   bool on_row = false;
   std::optional<sqlite::Error> failure;  // met behind the last row of the batch
 

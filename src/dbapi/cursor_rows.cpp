@@ -18,9 +18,8 @@ namespace {
 using python::Object;
 using sqlite::Statement;
 
-// Enough for a hundred rows, and small enough that the copies stay in the processor's cache and in
-// memory that the allocator has at hand.
-constexpr std::size_t kBatchBytes = 1 << 16;
+// Of a longer result the batches give their memory back to the system.
+constexpr std::size_t kBatchesOfShortResult = 4;
 
 bool rows_need_python_code(const Cursor& cursor) {
   const Object& factory = cursor.row_factory;
@@ -30,12 +29,17 @@ bool rows_need_python_code(const Cursor& cursor) {
 // Copies up to `wanted` rows into the empty batch and leaves the statement on the row behind them.
 void fill_batch(Cursor& cursor, std::size_t wanted) {
   Statement& statement = *cursor.statement;
-  if (!cursor.batch) cursor.batch = sqlite::SharedBatch::make();
+  if (!cursor.batch) {
+    cursor.batch = cursor.batches++ < kBatchesOfShortResult
+                       ? sqlite::SharedBatch::make()
+                       : sqlite::SharedBatch::make_of_long_result();
+  }
   const sqlite::SharedBatch& batch = cursor.batch;
   std::optional<ConnectionCall> call(std::in_place, cursor.connected());
   if (statement.may_step_long()) call->about_to_work_long();
   try {
-    while (cursor.on_row && batch->rows() < wanted && batch->size() < kBatchBytes) {
+    while (cursor.on_row && batch->rows() < wanted &&
+           batch->size() < sqlite::RowBatch::kUsualBytes) {
       batch->append(statement);
       cursor.on_row = statement.step() == Statement::Step::kRow;
     }

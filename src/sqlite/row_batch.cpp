@@ -1,5 +1,7 @@
 #include "sqlite/row_batch.h"
 
+#include "sqlite/mapped_memory.h"
+
 namespace sqlite {
 
 namespace {
@@ -8,6 +10,11 @@ namespace {
 constexpr std::size_t kUsualRowBytes = 512;
 
 }  // namespace
+
+RowBatch::RowBatch(OfLongResult) : cells_(mapped_memory()), bytes_(mapped_memory()) {
+  cells_.reserve(kUsualBytes / sizeof(Cell));
+  bytes_.reserve(kUsualBytes);
+}
 
 void RowBatch::append(const Statement& statement) {
   const std::size_t cells = cells_.size();

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -25,6 +26,16 @@ struct Value {
 // of them after the engine call that stepped them.
 class RowBatch {
  public:
+  // Enough for a hundred rows, and small enough that the copies stay in the processor's cache.
+  static constexpr std::size_t kUsualBytes = 1 << 16;
+
+  RowBatch() = default;
+  // Of a long result: with room for a usual batch, which goes back to the system with it.
+  struct OfLongResult {};
+  explicit RowBatch(OfLongResult);
+  RowBatch(const RowBatch&) = delete;
+  RowBatch& operator=(const RowBatch&) = delete;
+
   // Copies the row that the statement stands on. Every
   // row of a batch has the same number of columns.
   void append(const Statement& statement);
@@ -56,8 +67,8 @@ class RowBatch {
 
   std::size_t columns_ = 0;
   std::vector<std::size_t> starts_;  // where each row's texts and bytes begin in bytes_
-  std::vector<Cell> cells_;          // row after row
-  std::vector<char> bytes_;
+  std::pmr::vector<Cell> cells_;     // row after row
+  std::pmr::vector<char> bytes_;
   std::size_t holders_ = 0;
 };
 
@@ -67,6 +78,9 @@ class SharedBatch {
  public:
   SharedBatch() = default;
   static SharedBatch make() { return SharedBatch(new RowBatch); }
+  static SharedBatch make_of_long_result() {
+    return SharedBatch(new RowBatch(RowBatch::OfLongResult{}));
+  }
 
   SharedBatch(SharedBatch&& other) noexcept : batch_(std::exchange(other.batch_, nullptr)) {}
   SharedBatch(const SharedBatch& other) noexcept : SharedBatch(other.batch_) {}

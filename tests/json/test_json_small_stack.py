@@ -65,8 +65,8 @@ def test_what_can_be_written_can_be_read_back(tmp_path):
         except RecursionError:
             continue
         written = depth
-        read = (store.get_detection(number), *store.get_history(1), *store.search_plates(""))
-        for record in read:
+        records = [store.get_detection(number), *store.get_history(1), *store.search_plates("")]
+        for record in records:
             assert depth_of(record["mmc_data"]) == depth
     assert written > 1_300
     with closing(sqlite3.connect(path)) as connection:

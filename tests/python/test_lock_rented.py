@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from pathlib import Path
 
-from support import child_process
+from support import child
 
 # A call may keep the interpreter for 20 s here, and does so for a fifth of a second in any case.
 # The statement is made to last longer than that.
@@ -28,4 +28,4 @@ with counting(yielding=True) as counter:
 
 
 def test_a_scan_lets_threads_run_that_give_way(tmp_path: Path) -> None:
-    assert child_process.output(PROGRAM, str(tmp_path / "x.db")) == "True\n"
+    assert child.output(PROGRAM, str(tmp_path / "x.db")) == "True\n"
