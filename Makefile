@@ -104,7 +104,7 @@ bench-server: build ## load the example server over the store and over its twin
 	$(python) benchmarks/run_server_load.py $(BENCH_ARGS)
 
 .PHONY: bench-crowd
-bench-crowd: build ## time many threads and processes on one file, as a table and a picture
+bench-crowd: build $(peers) ## time many threads and processes on one file, as a table and a picture
 	$(python) benchmarks/crowd.py $(CROWD_ARGS)
 
 .PHONY: build

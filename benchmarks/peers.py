@@ -8,6 +8,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
+STORE, TWIN = "store", "Python twin"
+
 TESTS = Path(__file__).resolve().parent.parent / "tests"
 
 
@@ -22,10 +24,10 @@ class Peer:
 
 def native() -> Peer:
     module = importlib.import_module("zentrope_anpr.zentrope_anpr_server_db")
-    return Peer("store", module.ANPRDatabase)
+    return Peer(STORE, module.ANPRDatabase)
 
 
 def twin() -> Peer:
     if str(TESTS) not in sys.path:
         sys.path.append(str(TESTS))
-    return Peer("Python twin", importlib.import_module("support.twin").ANPRDatabase)
+    return Peer(TWIN, importlib.import_module("support.twin").ANPRDatabase)

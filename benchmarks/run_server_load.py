@@ -17,7 +17,6 @@ from dataclasses import asdict
 from pathlib import Path
 
 from rich.console import Console
-from rich.text import Text
 
 import filled_files
 import peers
@@ -41,7 +40,8 @@ def main() -> int:
     started = time.perf_counter()
     arguments.json.parent.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory(prefix="server-load-", dir=arguments.json.parent) as disk:
-        console.print(report.machine(Path(disk)), highlight=False)
+        for what, value in report.machine(Path(disk)).items():
+            console.print(f"{what}: {value}", highlight=False)
         filled = Path(disk) / "filled.db"
         with console.status("filling the file and comparing answers"):
             filled_files.fill_detections(peers.twin(), filled, DETECTIONS)
@@ -88,7 +88,7 @@ def as_json(measured: dict[Condition, list[Figures]], seconds: float, disk: Path
         for condition, rounds in measured.items()
     ]
     whole = {
-        "machine": Text.from_markup(report.machine(disk)).plain,
+        "machine": report.machine(disk),
         "detections": DETECTIONS,
         "seconds": seconds,
         "results": results,

@@ -5,7 +5,7 @@ from __future__ import annotations
 from pathlib import Path
 from random import Random
 
-import report
+import peers
 from server_load.load_round import DETECTIONS, get, running
 from server_load.mix import reads
 
@@ -16,7 +16,7 @@ class DifferentAnswers(Exception):
 
 def same_answers(filled: Path) -> None:
     """Asks both for each kind of read of the mix; raises DifferentAnswers that names the path."""
-    with running(report.STORE, filled) as store, running(report.TWIN, filled) as twin:
+    with running(peers.STORE, filled) as store, running(peers.TWIN, filled) as twin:
         for path in reads(Random(1), DETECTIONS):
             if get(store, path) != get(twin, path):
                 raise DifferentAnswers(path)

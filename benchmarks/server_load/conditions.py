@@ -10,7 +10,7 @@ from contextlib import contextmanager
 from dataclasses import dataclass
 from pathlib import Path
 
-import report
+import peers
 
 MEMORY = Path("/dev/shm")
 
@@ -30,8 +30,8 @@ class Condition:
 def conditions(places: dict[str, Path], quick: bool) -> list[Condition]:
     """Every combination, the two peers of each side by side."""
     connections = (8,) if quick else (8, 40)
-    peers = (report.STORE, report.TWIN)
-    every = itertools.product(places, connections, (False, True), peers)
+    names = (peers.STORE, peers.TWIN)
+    every = itertools.product(places, connections, (False, True), names)
     return [Condition(*each) for each in every]
 
 

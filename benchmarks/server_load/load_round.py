@@ -14,7 +14,7 @@ from pathlib import Path
 from typing import Any
 from urllib.request import urlopen
 
-import report
+import peers
 from server_load.conditions import Condition
 
 HERE = Path(__file__).resolve().parent
@@ -74,7 +74,7 @@ def get(server: Server, path: str) -> bytes:
 
 @contextmanager
 def running(peer: str, database: Path, recognising: bool = False) -> Iterator[Server]:
-    name = "store" if peer == report.STORE else "twin"
+    name = "store" if peer == peers.STORE else "twin"
     beside = "recognising" if recognising else "alone"
     command = [sys.executable, str(HERE / "served.py"), name, str(database), beside]
     process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)

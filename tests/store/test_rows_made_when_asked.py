@@ -43,7 +43,7 @@ def standard(store: ANPRDatabase) -> list[Any]:
         return connection.execute("SELECT * FROM detections").fetchall()
 
 
-def test_rows_kept_out_of_a_long_result_hold_their_own_values(store: ANPRDatabase) -> None:
+def test_rows_kept_out_of_a_long_result_hold_their_own_values(store):
     rows, expected = fetched(store), standard(store)
     kept = rows[3::97]
     del rows
@@ -58,14 +58,14 @@ def test_rows_kept_out_of_a_long_result_hold_their_own_values(store: ANPRDatabas
     [tuple, len, hash, lambda row: row[3], lambda row: row["PLATES"], lambda row: row[2:5], list],
     ids=["tuple", "len", "hash", "position", "name", "slice", "list"],
 )
-def test_whatever_is_read_first_the_rest_is_the_same(store: ANPRDatabase, read: Any) -> None:
+def test_whatever_is_read_first_the_rest_is_the_same(store, read):
     rows = fetched(store)
     for row in rows:
         read(row)
     assert [tuple(row) for row in rows] == standard(store)
 
 
-def test_equal_rows_are_equal_whether_read_or_not(store: ANPRDatabase) -> None:
+def test_equal_rows_are_equal_whether_read_or_not(store):
     rows, others = fetched(store), fetched(store)
     for row in rows[::2]:
         tuple(row)
@@ -74,7 +74,7 @@ def test_equal_rows_are_equal_whether_read_or_not(store: ANPRDatabase) -> None:
     assert rows[0] != others[1]
 
 
-def test_a_text_that_is_not_utf8_fails_at_the_fetch(store: ANPRDatabase) -> None:
+def test_a_text_that_is_not_utf8_fails_at_the_fetch(store):
     with closing(sqlite3.connect(store.db_path)) as connection, connection:
         connection.execute("UPDATE detections SET image_path = CAST(x'ff' AS TEXT) WHERE id = 500")
         with pytest.raises(sqlite3.OperationalError) as expected:
@@ -86,9 +86,9 @@ def test_a_text_that_is_not_utf8_fails_at_the_fetch(store: ANPRDatabase) -> None
     assert str(caught.value) == str(expected.value)
 
 
-def test_a_row_may_be_read_by_the_override_that_converts_it(store: ANPRDatabase) -> None:
+def test_a_row_may_be_read_by_the_override_that_converts_it(store):
     class Reading(ANPRDatabase):
-        def _row_to_dict(self, row: Any) -> dict:
+        def _row_to_dict(self, row):
             whole = tuple(row)
             record = ANPRDatabase._row_to_dict(row)
             assert tuple(record) == tuple(row.keys())
@@ -98,7 +98,7 @@ def test_a_row_may_be_read_by_the_override_that_converts_it(store: ANPRDatabase)
     assert Reading(str(store.db_path)).get_history(ROWS) == store.get_history(ROWS)
 
 
-def test_records_of_a_page_change_by_themselves(store: ANPRDatabase) -> None:
+def test_records_of_a_page_change_by_themselves(store):
     first, second, *rest = store.get_history(5)
     untouched = dict(second)
     first["plates"] = first
@@ -111,7 +111,7 @@ def test_records_of_a_page_change_by_themselves(store: ANPRDatabase) -> None:
     assert store.get_history(2)[1] == untouched
 
 
-def test_a_result_of_more_columns_than_share_a_table(store: ANPRDatabase) -> None:
+def test_a_result_of_more_columns_than_share_a_table(store):
     with closing(sqlite3.connect(store.db_path)) as connection, connection:
         for number in range(40):
             connection.execute(f"ALTER TABLE detections ADD COLUMN extra{number} DEFAULT {number}")
