@@ -109,7 +109,7 @@ int main() {
     } while (Clock::now() < end);
     std::cout << rows;
     for (const std::int64_t each : times) std::cout << ' ' << each;
-    std::cout << std::endl;
+    std::cout << '\n' << std::flush;
   }
   if (sum == 0) std::cerr << "no value was read\n";
 }

@@ -44,23 +44,23 @@ consteval std::size_t arity(python::Object (*)(Parameters...)) {
   return sizeof...(Parameters);
 }
 
-template <auto operation>
+template <auto Operation>
 python::Object run(std::span<const python::Object> arguments) {
   return [&]<std::size_t... I>(std::index_sequence<I...>) {
-    return operation(arguments[I].get()...);
-  }(std::make_index_sequence<arity(operation)>());
+    return Operation(arguments[I].get()...);
+  }(std::make_index_sequence<arity(Operation)>());
 }
 
 }  // namespace detail
 
-// The method that runs `operation`, a function that takes one PyObject* a parameter.
-template <auto operation, std::size_t Count>
+// The method that runs `Operation`, a function that takes one PyObject* a parameter.
+template <auto Operation, std::size_t Count>
 consteval Method method(const char* name, const Parameter (&parameters)[Count], const char* returns,
                         const char* doc, bool is_static = false) {
-  static_assert(detail::arity(operation) == Count,
+  static_assert(detail::arity(Operation) == Count,
                 "the operation takes another number of parameters than the table lists");
   static_assert(Count <= kMostParameters, "raise kMostParameters");
-  return {name, parameters, returns, detail::run<operation>, doc, is_static};
+  return {name, parameters, returns, detail::run<Operation>, doc, is_static};
 }
 
 }  // namespace binding

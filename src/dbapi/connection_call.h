@@ -21,7 +21,9 @@ class ConnectionCall {
   ConnectionCall& operator=(const ConnectionCall&) = delete;
 
   // What comes now may take long without the engine telling so: the GIL is let go at once.
-  void about_to_work_long() noexcept { engine_->about_to_wait(); }
+  void about_to_work_long() noexcept {
+    if (engine_) engine_->about_to_wait();
+  }
 
  private:
   Connection& connection_;

@@ -242,7 +242,7 @@ void Parser<Char>::read_entries(const Object& mapping) {
 }
 
 template <typename Char>
-typename Parser<Char>::Entries Parser<Char>::read_expected_entries() {
+auto Parser<Char>::read_expected_entries() -> Entries {
   if (memory_.expected.version() != expected_version_) return Entries::kSome;
   const std::span<const Object> keys = memory_.expected.keys();
   for (std::size_t i = 0; i < keys.size(); ++i) {
@@ -329,14 +329,14 @@ Object Parser<Char>::read_key() {
 // A key takes the place that it falls into, unless another key of this document has it.
 template <typename Char>
 Object Parser<Char>::key_of_document(TextCache::Place& place, Object key) {
-  if (place.document == memory_.documents) return key_out_of_place(std::move(key));
+  if (place.document == memory_.documents) return key_out_of_place(key);
   place.document = memory_.documents;
   place.text = key;
   return key;
 }
 
 template <typename Char>
-Object Parser<Char>::key_out_of_place(Object key) {
+Object Parser<Char>::key_out_of_place(const Object& key) {
   if (!keys_out_of_place_) keys_out_of_place_ = python::dict();
   return Object::share(PyDict_SetDefault(keys_out_of_place_.get(), key.get(), key.get()));
 }

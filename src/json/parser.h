@@ -58,7 +58,7 @@ class Parser {
   bool skip_to_next_key();
   python::Object read_key();
   python::Object key_of_document(TextCache::Place& place, python::Object key);
-  python::Object key_out_of_place(python::Object key);
+  python::Object key_out_of_place(const python::Object& key);
   void claim_expected_keys();
   // Both stand behind the opening quote and move behind the closing one.
   python::Object read_string();

@@ -23,7 +23,7 @@ class MappedMemory final : public std::pmr::memory_resource {
 }  // namespace
 
 // Never destroyed: rows may give memory back at the very end of the process.
-std::pmr::memory_resource* mapped_memory() noexcept {
+std::pmr::memory_resource* mapped_memory() {
   static auto* const memory = new MappedMemory;
   return memory;
 }

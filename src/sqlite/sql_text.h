@@ -31,9 +31,7 @@ constexpr std::string_view from_first_statement(std::string_view sql) noexcept {
 // True for a statement that changes rows: INSERT, UPDATE, DELETE or REPLACE, in any case.
 constexpr bool changes_rows(std::string_view sql) noexcept {
   constexpr std::array<std::string_view, 4> kVerbs = {"insert", "update", "delete", "replace"};
-  constexpr auto is_letter = [](char lower, char c) {
-    return c == lower || c == lower - 'a' + 'A';
-  };
+  const auto is_letter = [](char lower, char c) { return c == lower || c == lower - 'a' + 'A'; };
   const std::string_view statement = from_first_statement(sql);
   return std::any_of(kVerbs.begin(), kVerbs.end(), [&](std::string_view verb) {
     return statement.size() >= verb.size() &&

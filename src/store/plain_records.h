@@ -21,7 +21,7 @@ python::Object plain_records(python::Object rows);
 // [convert(row) for row in rows]. Rows of a list that nobody else has are dropped one by one, since
 // they would else stay as long as the last record is made.
 template <typename Convert>
-python::Object converted_rows(python::Object rows, Convert convert) {
+python::Object converted_rows(python::Object&& rows, Convert convert) {
   python::Object result = python::list();
   python::GilSlice::Records pace;
   if (PyList_CheckExact(rows.get())) {

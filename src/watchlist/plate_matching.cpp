@@ -25,7 +25,7 @@ constexpr bool is_left_out(char32_t character) { return character == U' ' || cha
 // The upper case of each ASCII character; 0 for those that are left out.
 constexpr std::array<char, 128> kAscii = [] {
   std::array<char, 128> upper{};
-  for (unsigned char c = 0; c < upper.size(); ++c) {
+  for (std::size_t c = 0; c < upper.size(); ++c) {
     const bool lower = c >= 'a' && c <= 'z';
     upper[c] = static_cast<char>(is_left_out(c) ? 0 : (lower ? c - 'a' + 'A' : c));
   }
@@ -131,8 +131,8 @@ bool NormalisedPlate::matches(const NormalisedPlate& watched) const {
     if (text.wide_.empty()) return part.wide_.empty() && holds(text.narrow_, part.narrow_);
     return part.wide_.empty() ? holds(text.wide_, part.narrow_) : holds(text.wide_, part.wide_);
   }
-  const Object detected = as_object();
-  const Object entry = watched.as_object();
+  const Object& detected = as_object();
+  const Object& entry = watched.as_object();
   return python::compare(detected.get(), entry.get(), Py_EQ) ||
          contains(detected.get(), entry.get()) || contains(entry.get(), detected.get());
 }
