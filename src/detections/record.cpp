@@ -31,15 +31,16 @@ class ColumnDecoder {
   Object operator()(dbapi::Row& row, Py_ssize_t column) {
     const std::optional<sqlite::Value> stored = row.stored(column);
     const bool is_text = stored && stored->type == SQLITE_TEXT && !stored->bytes.empty();
-    if (!is_text || !loads_.serves_texts()) return (*this)(row.value(column));
+    if (!is_text) return (*this)(row.value(column));
     // Reading can run Python code, which may make the row leave its batch.
     const sqlite::SharedBatch held = row.batch;
     try {
-      return json::loads_ascii(stored->bytes);
+      if (loads_.serves_texts()) return json::loads_ascii(stored->bytes);
     } catch (const python::PythonError&) {
       keep_other_errors();
       return row.value(column);
     }
+    return (*this)(row.value(column));
   }
 
   Object operator()(const Object& stored) {

@@ -31,7 +31,7 @@ python::Object json_dumps(PyObject* value) {
 }
 
 python::Object JsonLoads::operator()(PyObject* text) {
-  if (PyUnicode_CheckExact(text) && serves_texts()) return json::loads(text);
+  if (!found_ && PyUnicode_CheckExact(text) && serves_texts()) return json::loads(text);
   const Object loads = found_ ? std::move(found_) : looked_up(nullptr);
   return loads.is(json::standard_json().loads) ? json::loads(text)
                                                : python::call(loads.get(), text);

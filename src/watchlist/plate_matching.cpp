@@ -25,7 +25,7 @@ constexpr bool is_left_out(char32_t character) { return character == U' ' || cha
 // The upper case of each ASCII character; 0 for those that are left out.
 constexpr std::array<char, 128> kAscii = [] {
   std::array<char, 128> upper{};
-  for (std::size_t c = 0; c < upper.size(); ++c) {
+  for (char32_t c = 0; c < upper.size(); ++c) {
     const bool lower = c >= 'a' && c <= 'z';
     upper[c] = static_cast<char>(is_left_out(c) ? 0 : (lower ? c - 'a' + 'A' : c));
   }
