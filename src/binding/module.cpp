@@ -52,7 +52,8 @@ void refuse_second_interpreter() {
   const std::int64_t current = PyInterpreterState_GetID(PyInterpreterState_Get());
   if (current == -1) throw python::PythonError{};
   if (process.interpreter != current && process.module == nullptr) {
-    // None has loaded it, or one has failed to; whose objects are still here, it may be gone itself.
+    // None has loaded it, or one has failed to; whose
+    // objects are still here, it may be gone itself.
     if (process.interpreter != -1) {
       python::forget_everything_kept();
       forget_method_functions();

@@ -43,8 +43,8 @@ struct Connection : ConnectionFields {
 // and the engine's error if the file cannot be opened.
 python::Object open_connection(PyObject* path);
 
-// ProgrammingError if this is not the connection's thread, if it is
-// closed, or if the process that opened it has made this one by fork().
+// ProgrammingError if this is not the connection's thread, if it is closed, or if the process that
+// opened it has made this one by fork().
 void check_thread(const Connection& connection);
 void check_open(const Connection& connection);
 void check_process(const Connection& connection);

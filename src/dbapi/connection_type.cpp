@@ -109,10 +109,13 @@ PyObject* close_method(PyObject* self, PyObject*) {
   return translate_exceptions<PyObject*>(nullptr, [&] {
     Connection& connection = Connection::of(self);
     check_thread(connection);
-    const ConnectionCall call(connection);
-    // Taken out first: while they are dropped, other threads may look at the connection.
-    const std::unique_ptr<sqlite::Database> database = std::move(connection.database);
-    const StatementCache statements = std::move(connection.statements);
+    {
+      const ConnectionCall call(connection);
+      // Taken out first: while they are dropped, other threads may look at the connection.
+      const std::unique_ptr<sqlite::Database> database = std::move(connection.database);
+      const StatementCache statements = std::move(connection.statements);
+    }
+    throw_what_ended_a_wait();
     return python::none().release();
   });
 }

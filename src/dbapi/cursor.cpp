@@ -18,22 +18,12 @@ namespace {
 using python::Object;
 using sqlite::Statement;
 
-class Locked {
- public:
-  explicit Locked(Cursor& cursor) : cursor_(cursor) { cursor.locked = true; }
-  ~Locked() { cursor_.locked = false; }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  Cursor& cursor_;
-};
-
 // Lets go of what the cursor ran before and prepares the new statement.
 Statement& change_statement(Cursor& cursor, PyObject* sql) {
   cursor.description = python::none();
   cursor.shape = Object();
   forget_rows(cursor);
+  throw_what_ended_a_wait();
   cursor.statement = prepare(cursor.connected(), sql);
   cursor.rowcount = cursor.statement->changes_rows() ? 0 : -1;
   return *cursor.statement;
@@ -129,6 +119,7 @@ python::Object make_cursor(Connection& connection) {
 
 void connect(Cursor& cursor, python::Object connection) {
   if (cursor.connection) forget_rows(cursor);
+  throw_what_ended_a_wait();
   cursor.connection = std::move(connection);
   cursor.description = python::none();
   cursor.shape = Object();
@@ -199,8 +190,11 @@ void executescript(Cursor& cursor, const python::Object& script) {
     pace.step();
     // The handler of a signal may have closed it.
     check_open(connection);
-    const ConnectionCall call(connection);
-    rest = connection.database->run_first(rest);
+    {
+      const ConnectionCall call(connection);
+      rest = connection.database->run_first(rest);
+    }
+    throw_what_ended_a_wait();
   }
 }
 

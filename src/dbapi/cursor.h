@@ -47,6 +47,18 @@ struct Cursor : CursorFields {
   }
 };
 
+// Stands around what may run Python code that must not come back to the cursor.
+class Locked {
+ public:
+  explicit Locked(Cursor& cursor) : cursor_(cursor) { cursor.locked = true; }
+  ~Locked() { cursor_.locked = false; }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+
+ private:
+  Cursor& cursor_;
+};
+
 python::Object make_cursor(Connection& connection);
 
 // Ties a cursor to a connection of this thread, as if it were new.

@@ -58,6 +58,7 @@ void fill_batch(Cursor& cursor, std::size_t wanted) {
 
 void fill_or_forget(Cursor& cursor, std::size_t wanted) {
   try {
+    const Locked locked(cursor);
     fill_batch(cursor, wanted);
     throw_what_ended_a_wait();
   } catch (...) {
@@ -83,8 +84,11 @@ Object text_value(const Cursor& cursor, std::size_t column, std::string_view utf
     if (!python::pending_is(PyExc_UnicodeDecodeError)) throw;
     python::clear_error();
     PyObject* const names = RowShape::of(cursor.shape.get()).names.get();
-    const Object name = Object::share(PyTuple_GET_ITEM(names, static_cast<Py_ssize_t>(column)));
-    raise_not_utf8(PyUnicode_AsUTF8(name.get()), std::string(utf8).c_str());
+    const auto position = static_cast<Py_ssize_t>(column);
+    // More columns than were described: see RowShape::text.
+    const bool described = position < PyTuple_GET_SIZE(names);
+    raise_not_utf8(described ? PyUnicode_AsUTF8(PyTuple_GET_ITEM(names, position)) : "",
+                   std::string(utf8).c_str());
   }
 }
 

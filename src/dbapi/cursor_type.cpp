@@ -5,6 +5,7 @@
 #include "dbapi/connection_type.h"
 #include "dbapi/cursor.h"
 #include "dbapi/cursor_rows.h"
+#include "dbapi/engine_call.h"
 #include "dbapi/exception_translation.h"
 #include "dbapi/standard_sqlite3.h"
 #include "python/compat.h"
@@ -133,6 +134,7 @@ PyObject* close_method(PyObject* self, PyObject*) {
     check_open(cursor.connected());
     forget_rows(cursor);
     cursor.closed = true;
+    throw_what_ended_a_wait();
     return python::none().release();
   });
 }
@@ -168,6 +170,8 @@ void deallocate(PyObject* self) {
   PyObject* const pending = PyErr_GetRaisedException();
   Cursor& cursor = Cursor::of(self);
   if (cursor.connection) forget_rows(cursor);
+  // A signal's handler raised it while a statement's end waited for a lock.
+  if (PyErr_Occurred() != nullptr) PyErr_WriteUnraisable(nullptr);
   python::free_instance<Cursor>(self);
   PyErr_SetRaisedException(pending);
 }

@@ -10,11 +10,11 @@
 
 namespace dbapi {
 
-// Stands around every engine call that can open, lock, read or write a file; made with the GIL
-// held. The GIL is kept while the call is short, let go when the engine is about to wait or the
-// thread has kept it long enough, and taken back at the end, outside the engine, or before that
-// when the call's turn for a file's lock has come. While it is let go no Python object is touched,
-// copied or dropped.
+// Stands around every engine call that can open, lock, read or write a file; made
+// with the GIL held. The GIL is kept while the call is short, let go when the
+// engine is about to wait or the thread has kept it long enough, and taken back at
+// the end, outside the engine, or before that when the call's turn for a file's
+// lock has come. While it is let go no Python object is touched, copied or dropped.
 class EngineCall final : public sqlite::CallWatch {
  public:
   EngineCall() noexcept : kept_since_(python::GilPrice::Clock::now()) {}

@@ -31,8 +31,9 @@ constexpr char kWarning[] =
     "of "
     "the store that share the system's libsqlite3.so.0 (pip install --no-binary, no bundled copy).";
 
-// Whether the dynamic linker gives Python's own module the function that it gives us. That answers for a Python whose
-// module is linked to the shared library, which is nearly every one; else nothing is known yet.
+// Whether the dynamic linker gives Python's own module the function that
+// it gives us. That answers for a Python whose module is linked to the
+// shared library, which is nearly every one; else nothing is known yet.
 bool linked_alike() {
   const Object module = python::item_if_any(PyImport_GetModuleDict(), kModule.get());
   const Object file = module ? python::attribute_if_any(module.get(), kFile.get()) : Object();
@@ -49,7 +50,8 @@ bool linked_alike() {
   return dlsym(library.get(), "sqlite3_open_v2") == reinterpret_cast<void*>(&sqlite3_open_v2);
 }
 
-// Set when a copy of SQLite opens a connection on this thread while our entry is registered with it.
+// Set when a copy of SQLite opens a connection on
+// this thread while our entry is registered with it.
 constinit thread_local bool entered = false;
 
 int note_entry(sqlite3*, char**, const void*) noexcept {
@@ -57,8 +59,8 @@ int note_entry(sqlite3*, char**, const void*) noexcept {
   return SQLITE_OK;
 }
 
-// Asks SQLite itself: what we register with our copy is called for a connection that Python's module opens, if its
-// copy is ours.
+// Asks SQLite itself: what we register with our copy is called for a connection that Python's
+// module opens, if its copy is ours.
 bool answers_alike() {
   const auto entry = reinterpret_cast<void (*)()>(note_entry);
   entered = false;

@@ -28,8 +28,8 @@ struct Row {
 
   // One value, alone; the column exists.
   python::Object value(Py_ssize_t column);
-  // The same value without making it, for as long as the row stands on its batch; its texts are
-  // ASCII. Nothing afterwards.
+  // The same value without making it, for as long as the row
+  // stands on its batch; its texts are ASCII. Nothing afterwards.
   std::optional<sqlite::Value> stored(Py_ssize_t column) const noexcept;
 
   Py_ssize_t length() const noexcept {

@@ -98,7 +98,10 @@ Py_ssize_t RowShape::column_named(PyObject* interned) const noexcept {
 }
 
 python::Object RowShape::text(std::size_t column, std::string_view ascii) {
-  if (ascii.size() > kLongestShared) return python::text(ascii);
+  // A statement that runs again after the schema has
+  // changed gives more columns than were described.
+  const bool described = column < static_cast<std::size_t>(columns());
+  if (!described || ascii.size() > kLongestShared) return python::text(ascii);
   if (recent.empty()) recent.resize(static_cast<std::size_t>(columns()));
   Object& before = recent[column];
   const bool is_equal =

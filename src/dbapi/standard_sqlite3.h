@@ -30,9 +30,9 @@ const StandardSqlite3& standard_sqlite3() noexcept;
 // `sqlite3` is serves every call.
 void remember_standard_sqlite3();
 
-// Makes the pending error of the class that Python's sqlite3 has for the code, with the engine's
-// message, `sqlite_errorcode` and `sqlite_errorname`. Throws if that fails, with the pending error
-// that says why.
+// Makes the pending error of the class that Python's sqlite3 has for the
+// code, with the engine's message, `sqlite_errorcode` and `sqlite_errorname`.
+// Throws if that fails, with the pending error that says why.
 void set_error(const sqlite::Error& error);
 
 }  // namespace dbapi

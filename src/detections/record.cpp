@@ -29,11 +29,12 @@ class ColumnDecoder {
   // What the record holds for a stored value: the value that its JSON text spells; itself if it is
   // false as a truth value, or is no JSON.
   Object operator()(dbapi::Row& row, Py_ssize_t column) {
+    // Looking `json.loads` up and reading can run Python
+    // code, which may make the row leave its batch.
+    const sqlite::SharedBatch held = row.batch;
     const std::optional<sqlite::Value> stored = row.stored(column);
     const bool is_text = stored && stored->type == SQLITE_TEXT && !stored->bytes.empty();
     if (!is_text) return (*this)(row.value(column));
-    // Reading can run Python code, which may make the row leave its batch.
-    const sqlite::SharedBatch held = row.batch;
     try {
       if (loads_.serves_texts()) return json::loads_ascii(stored->bytes);
     } catch (const python::PythonError&) {

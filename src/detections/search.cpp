@@ -21,8 +21,8 @@ struct AttributeFilter {
   PyObject* value;
 };
 
-// What of a value goes into a pattern. A text of any class goes in with its own characters, as it is
-// stored: a class may show itself in other words, as an enumeration of texts does.
+// What of a value goes into a pattern. A text of any class goes in with its own characters, as it
+// is stored: a class may show itself in other words, as an enumeration of texts does.
 Object searched_text(PyObject* value) {
   return PyUnicode_Check(value) ? Object::share(value) : python::formatted(value);
 }

@@ -5,8 +5,8 @@
 
 namespace json {
 
-// The name of the codec, from the byte order mark or from where the first characters, which are
-// ASCII, have zero bytes.
+// The name of the codec, from the byte order mark or from where
+// the first characters, which are ASCII, have zero bytes.
 constexpr const char* encoding_of(std::string_view document) noexcept {
   using namespace std::string_view_literals;
   const auto starts_with = [&](std::string_view mark) { return document.starts_with(mark); };

@@ -25,13 +25,22 @@ constinit Memory* idle = nullptr;
 
 python::Object ExpectedKeys::make(std::span<python::Object> values) {
   if (like_dicts_) return like_dicts_.make(values);
-  if (++seen_ == kOftenEnough) like_dicts_ = python::LikeDicts(keys_);
+  if (++seen_ == kOftenEnough) make_pattern();
   Object mapping = python::dict();
   for (std::size_t i = 0; i < values.size(); ++i) {
     python::set_item(mapping, keys_[i].get(), values[i]);
     values[i] = Object();
   }
   return mapping;
+}
+
+// It takes levels of recursion that reading does not have to spare, and is for speed only.
+void ExpectedKeys::make_pattern() {
+  try {
+    like_dicts_ = python::LikeDicts(keys_);
+  } catch (const python::PythonError&) {
+    python::clear_error();
+  }
 }
 
 void ExpectedKeys::learn(PyObject* mapping) {

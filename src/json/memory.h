@@ -27,6 +27,8 @@ class ExpectedKeys {
   void learn(PyObject* mapping);
 
  private:
+  void make_pattern();
+
   std::vector<python::Object> keys_;
   python::LikeDicts like_dicts_;  // made when the keys have come often enough
   unsigned seen_ = 0;
@@ -42,8 +44,8 @@ struct Memory {
   std::uint64_t documents = 0;
 };
 
-// Lends the process's memory; a fresh one while another reader has that, which happens where
-// reading runs Python code.
+// Lends the process's memory; a fresh one while another reader
+// has that, which happens where reading runs Python code.
 class BorrowedMemory {
  public:
   BorrowedMemory();

@@ -63,7 +63,8 @@ class Parser {
   // Both stand behind the opening quote and move behind the closing one.
   python::Object read_string();
   python::Object read_string_with_escapes(const Char* start);
-  // Calls `run` with the ends of each run of plain characters and `character` with each escaped one.
+  // Calls `run` with the ends of each run of plain
+  // characters and `character` with each escaped one.
   template <typename Run, typename Character>
   void walk_string(const Char* start, Run run, Character character);
   Py_UCS4 read_escape(const Char* opening_quote);

@@ -254,8 +254,8 @@ void Writer::write_string(PyObject* text) {
   out_.push_back('"');
 }
 
-// How a character that does not stand for itself is written. Its length, and behind `out` if that
-// is not null the text.
+// How a character that does not stand for itself is written.
+// Its length, and behind `out` if that is not null the text.
 std::size_t write_escaped(Py_UCS4 character, char* out) noexcept {
   const auto letter = [out](char second) -> std::size_t {
     if (out != nullptr) {

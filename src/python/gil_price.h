@@ -32,8 +32,8 @@ class GilPrice {
   // What it has lately cost, halved for each tenth of a second since it was last paid: the less a
   // wrong guess costs, the sooner the price is tried again.
   static Clock::duration now() noexcept;
-  // When others were last seen to have had a turn of their own: a thread that spins is asked to give
-  // way only after a switch interval.
+  // When others were last seen to have had a turn of their own: a thread that spins is asked to
+  // give way only after a switch interval.
   static Clock::time_point others_ran() noexcept;
 };
 

@@ -29,10 +29,10 @@ class GilSlice {
   // True when the slice is over. Needs no GIL.
   static bool used_up() noexcept;
 
-  // For work that can do without the GIL: true when this thread has kept it for as long as taking
-  // it back would cost, and so pays at most twice what it would if it knew what comes; and when the
-  // threads that call the store have had it for a slice together since others had a turn. Needs no
-  // GIL.
+  // For work that can do without the GIL: true when this thread has kept it
+  // for as long as taking it back would cost, and so pays at most twice what
+  // it would if it knew what comes; and when the threads that call the store
+  // have had it for a slice together since others had a turn. Needs no GIL.
   static bool rent_is_due() noexcept;
   // Whether to keep the GIL through something that takes so long and could do without: while that
   // is much less than taking it back costs, and fits into the slice, the common one too.

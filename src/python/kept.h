@@ -11,8 +11,8 @@ namespace python {
 void keep(PyObject*& place, Object object) noexcept;
 void keep(PyTypeObject*& place, Object type) noexcept;
 
-// Empties every such place, and every Name, without dropping what they held: the interpreter that it
-// belongs to is another one, and may be gone.
+// Empties every such place, and every Name, without dropping what they held: the interpreter that
+// it belongs to is another one, and may be gone.
 void forget_everything_kept() noexcept;
 
 }  // namespace python

@@ -10,8 +10,8 @@ namespace python {
 
 namespace {
 
-// A class's objects start out with room for more attributes than they have, which the interpreter
-// takes back object by object.
+// A class's objects start out with room for more attributes than
+// they have, which the interpreter takes back object by object.
 constexpr int kObjectsUntilNoRoomIsLeft = 32;
 
 // The dict of an object of a class made for it: copies of it share its table of keys.

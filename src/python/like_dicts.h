@@ -9,9 +9,9 @@
 
 namespace python {
 
-// Makes dicts of one sequence of keys. They share one table of the keys where the interpreter can do
-// that, as it does for the attributes of a class's objects: such a dict takes half the memory. It
-// behaves as any other dict, and gets a table of its own when its keys change.
+// Makes dicts of one sequence of keys. They share one table of the keys where the interpreter can
+// do that, as it does for the attributes of a class's objects: such a dict takes half the memory.
+// It behaves as any other dict, and gets a table of its own when its keys change.
 class LikeDicts {
  public:
   LikeDicts() = default;

@@ -16,8 +16,8 @@ inline constexpr char kNativeFile[] = "<zentrope_anpr.zentrope_anpr_server_db>";
 // traceback; `globals` is the namespace that debuggers show for it.
 void add_traceback_entry(const char* name, PyObject* globals) noexcept;
 
-// The same, unless the entry stands on top already:
-// errors are shown to Python code before they leave the operation.
+// The same, unless the entry stands on top already: errors
+// are shown to Python code before they leave the operation.
 void add_traceback_entry_once(const char* name, PyObject* globals) noexcept;
 
 }  // namespace python

@@ -17,8 +17,8 @@ class Bell {
   enum class Heard { kRing, kSilence, kSignal };
 
   void ring() noexcept;
-  // Waits for a ring until the time given and takes it; kSilence when that time has come, kSignal
-  // when a handler has run.
+  // Waits for a ring until the time given and takes it; kSilence
+  // when that time has come, kSignal when a handler has run.
   Heard wait(WaitClock::time_point until) noexcept;
   // Takes a ring without waiting.
   bool take() noexcept { return rung_.exchange(0, std::memory_order_acquire) != 0; }

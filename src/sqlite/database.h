@@ -16,10 +16,9 @@ namespace sqlite {
 // locking. Everything that can touch the file throws Error on failure.
 class Database {
  public:
-  // Opens the file read-write and creates it if it is missing. `path` is a
-  // plain file name, never a URI; ":memory:" gives a private database in
-  // memory. Statements wait `busy_timeout_ms` for other connections' locks. Refused
-  // in a child made by fork() that would not see the file's locks.
+  // Opens the file read-write and creates it if it is missing. `path` is a plain file name, never a
+  // URI; ":memory:" gives a private database in memory. Statements wait `busy_timeout_ms` for other
+  // connections' locks. Refused in a child made by fork() that would not see the file's locks.
   Database(const char* path, int busy_timeout_ms);
 
   sqlite3* handle() const noexcept { return handle_.get(); }
@@ -39,8 +38,7 @@ class Database {
   // Runs one statement that takes no parameters and gives no rows.
   void run(const char* sql);
 
-  // Runs the first statement of a text, leaving out its
-  // rows; the text behind it, empty at the end.
+  // Runs the first statement of a text, leaving out its rows; the text behind it, empty at the end.
   const char* run_first(const char* sql);
 
  private:

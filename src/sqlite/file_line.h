@@ -18,10 +18,10 @@ struct FileId {
 // - writers wait for the write lock, in the order in which they came. When it is given back the
 //   first one is called; only that one may try for it, and it stays the first until it has it.
 // - readers wait for a writer that has shut them out, and are all called when it is done;
-// - a committer is the holder itself and waits for the readers to leave. Each that does calls it.
-// A line exists while it has a holder or somebody who waits, and is found by its file. It orders
-// those of this process and never decides who has a lock: the file's own locks do. Who is in the
-// wrong line, or is called for nothing, loses time and nothing else.
+// - a committer is the holder itself and waits for the readers to leave. Each that does calls it. A
+//   line exists while it has a holder or somebody who waits, and is found by its file. It orders
+//   those of this process and never decides who has a lock: the file's own locks do. Who is in the
+//   wrong line, or is called for nothing, loses time and nothing else.
 //
 // A child made by fork() starts without any line. Needs no GIL, takes no other lock.
 class FileLine {
@@ -59,8 +59,8 @@ class FileLine {
     unsigned fork_ = 0;
   };
 
-  // Whether one who stands at `place` (or nowhere: null) may try for the write lock: nobody waits
-  // before it.
+  // Whether one who stands at `place` (or nowhere: null)
+  // may try for the write lock: nobody waits before it.
   static bool may_write(const FileId& file, const Place* place) noexcept;
   // `holder` has the write lock now, or has had it and keeps it.
   static void write_locked(const FileId& file, const void* holder) noexcept;

@@ -9,8 +9,8 @@ namespace sqlite {
 
 namespace {
 
-// The locks in a WAL's shared memory, as SQLite's file format has them: to write, and from the
-// fourth on to read.
+// The locks in a WAL's shared memory, as SQLite's file
+// format has them: to write, and from the fourth on to read.
 constexpr int kWalWriteLock = 0;
 constexpr int kFirstWalReadLock = 3;
 

@@ -27,8 +27,8 @@ constexpr char kBusyAtFork[] =
     "unable to open database file: this process was forked while another thread was at work in the "
     "database engine; fork while the store is idle, or use spawn or forkserver";
 
-// Only atomic numbers, which a child can use as it finds them, and looked at again and again: what a
-// condition variable's waiters leave in it is nobody's business in a child.
+// Only atomic numbers, which a child can use as it finds them, and looked at again and again: what
+// a condition variable's waiters leave in it is nobody's business in a child.
 constinit std::atomic<int> inside{0};  // threads in the engine
 constinit std::atomic<int> forks{0};   // about to happen
 constinit std::atomic<bool> forked_amid_call{false};
@@ -36,8 +36,8 @@ constinit std::atomic<unsigned> generation{0};
 
 constinit thread_local int depth = 0;  // of this thread's calls
 
-// Both sides announce themselves before they look at
-// the other: at least one of them sees the other and waits.
+// Both sides announce themselves before they look at the
+// other: at least one of them sees the other and waits.
 void enter() noexcept {
   while (true) {
     inside.fetch_add(1);

@@ -1,14 +1,15 @@
 // What a fork does to the engine, and what the child may still do with it.
 //
-// A child made by fork() gets a copy of the engine's memory, with the mutexes that other threads held
-// and with notes of file locks that only its parent has: it would wait for ever, or read another
-// process's half-written transaction without a lock. So
-// - a fork waits until no thread of ours is inside the engine, up to 5 seconds; a thread that sleeps
-//   there until another connection lets a lock go counts as outside. Calls that begin meanwhile wait
-//   for the fork. Neither side needs the GIL for it, which the forking thread holds as a rule.
-// - a file that one of our connections had locked at the fork (a transaction was open) is refused in
-//   the child, and everything where the 5 seconds were not enough.
-// Python's own sqlite3 and other libraries call the same engine unseen.
+// A child made by fork() gets a copy of the engine's memory, with the mutexes that other threads
+// held and with notes of file locks that only its parent has: it would wait for ever, or read
+// another process's half-written transaction without a lock. So
+// - a fork waits until no thread of ours is inside the engine, up to 5 seconds;
+//   a thread that sleeps there until another connection lets a lock go counts
+//   as outside. Calls that begin meanwhile wait for the fork. Neither side
+//   needs the GIL for it, which the forking thread holds as a rule.
+// - a file that one of our connections had locked at the fork (a transaction was open) is refused
+//   in the child, and everything where the 5 seconds were not enough. Python's own sqlite3 and
+//   other libraries call the same engine unseen.
 #pragma once
 
 #include <sys/types.h>
@@ -32,8 +33,8 @@ class InsideEngine {
   bool inside_ = true;
 };
 
-// Stands around a wait in the middle of an engine call, in
-// which the thread holds no mutex and changes nothing.
+// Stands around a wait in the middle of an engine call,
+// in which the thread holds no mutex and changes nothing.
 class AsleepInEngine {
  public:
   AsleepInEngine() noexcept;

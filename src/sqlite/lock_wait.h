@@ -51,7 +51,8 @@ class LockWait {
   // What the engine asks for when a lock was refused to it.
   void sleep(CallWatch& watch, int microseconds) noexcept;
 
-  // True once the watch has ended a wait: no lock is to be had any more, so that the engine gives up.
+  // True once the watch has ended a wait: no lock is
+  // to be had any more, so that the engine gives up.
   bool stopped() const noexcept { return stopped_; }
 
   // Waits for nothing any more.

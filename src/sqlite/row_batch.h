@@ -72,8 +72,7 @@ class RowBatch {
   std::size_t holders_ = 0;
 };
 
-// The static analyser cannot count the holders.
-// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete)
+// The static analyser cannot count the holders. NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete)
 
 // Holds a batch together with all who stand on its rows; the last one ends it. They take and drop
 // it under one lock of theirs: the count of holders is a plain number.

@@ -9,9 +9,9 @@ namespace sqlite {
 namespace {
 
 // The values of statements that only read are patterns, times and numbers: a plate has some ten
-// characters, a pattern for a vehicle's model some forty. A pattern of this length takes up to 0.4 ms
-// for a stored text of a hundred plates (2 KB), and about as long as Python code may keep the GIL
-// (5 ms) for one of 20 KB; one of 20,000 characters, 0.3 s.
+// characters, a pattern for a vehicle's model some forty. A pattern of this length takes up to 0.4
+// ms for a stored text of a hundred plates (2 KB), and about as long as Python code may keep the
+// GIL (5 ms) for one of 20 KB; one of 20,000 characters, 0.3 s.
 constexpr std::size_t kLongPattern = 128;
 // What is written is a row as a rule, which is only copied: dozens of boxes in its longest text.
 constexpr std::size_t kLongRowValue = 4096;

@@ -24,9 +24,9 @@ constinit python::Name kFetchall{"fetchall"};
 constinit python::Name kLastrowid{"lastrowid"};
 constinit python::Name kRowcount{"rowcount"};
 
-// Signals are looked at before and after each call, as the interpreter does between calls: any of
-// them may have waited for a lock. So what a handler raises ends the operation before it goes on,
-// and before its commit.
+// Signals are looked at before and after each call, as the interpreter does
+// between calls: any of them may have waited for a lock. So what a handler
+// raises ends the operation before it goes on, and before its commit.
 template <typename... Arguments>
 Object between_signals(const Object& owner, const python::Name& method,
                        const Arguments&... arguments) {
@@ -102,8 +102,8 @@ bool ScopeConnection::try_execute(const python::Name& sql) const {
   })));
 }
 
-// Not after it: what is committed stays, so a signal that
-// comes meanwhile is left to the interpreter.
+// Not after it: what is committed stays, so a signal
+// that comes meanwhile is left to the interpreter.
 void ScopeConnection::commit() const {
   python::check_signals();
   python::call_method(connection_.get(), kCommit);

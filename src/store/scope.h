@@ -21,8 +21,8 @@ class ScopeConnection {
   python::Object execute(const python::Name& sql) const;
   python::Object execute(const python::Name& sql, const python::Object& parameters) const;
   python::Object execute(const python::Object& sql, const python::Object& parameters) const;
-  // Runs a statement that is expected to fail, which unwinding would make dear: false, with the
-  // error pending, if it does.
+  // Runs a statement that is expected to fail, which unwinding
+  // would make dear: false, with the error pending, if it does.
   bool try_execute(const python::Name& sql) const;
   void commit() const;
 
@@ -42,9 +42,9 @@ bool changed_rows(const python::Object& cursor);
 // operation which declares it first drops the connection when it returns.
 class Scope {
  public:
-  // `operation` is the method's name, for tracebacks: that of the function which opens the scope. It
-  // stays with the scope: which operation a thread runs may change whenever Python code runs, since
-  // greenlets switch there.
+  // `operation` is the method's name, for tracebacks: that of the function which opens the scope.
+  // It stays with the scope: which operation a thread runs may change whenever Python code runs,
+  // since greenlets switch there.
   explicit Scope(PyObject* self, const char* operation = __builtin_FUNCTION());
 
   // Runs `body` with the connection and leaves the scope:

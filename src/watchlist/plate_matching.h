@@ -38,7 +38,8 @@ class NormalisedPlate {
   std::string_view narrow_;
   std::u32string wide_;
   std::string room_;  // where narrow_ stands; not given back from plate to plate
-  // What its methods gave, if that is not exactly str; else made from the characters when asked for.
+  // What its methods gave, if that is not exactly str;
+  // else made from the characters when asked for.
   mutable python::Object object_;
   bool is_text_ = true;
 };

@@ -53,7 +53,9 @@ python::Object WatchedPlates::id(std::size_t index) {
 bool WatchedPlates::read_plate(std::size_t index, NormalisedPlate& plate) {
   PyObject* const entry = entries_[index].get();
   if (find_columns(entry) && columns_.plate >= 0) {
-    // Comparing a text takes no object of it.
+    // Comparing a text takes no object of it. The plate read before may run Python code as it goes,
+    // which may make the row leave its batch.
+    const sqlite::SharedBatch held = dbapi::Row::of(entry).batch;
     const std::optional<sqlite::Value> stored = dbapi::Row::of(entry).stored(columns_.plate);
     if (stored && stored->type == SQLITE_TEXT) {
       plate.assign_ascii(stored->bytes);

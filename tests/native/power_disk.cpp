@@ -1,7 +1,7 @@
-// A VFS for tests: SQLite's files on a disk in memory whose power can fail at any step, and which
-// writes down the calls that reach it. It asks for directory syncs where SQLite's own VFS for Unix
-// makes them, and promises of its device just what that one promises. Loaded with ctypes; knows
-// nothing of the store.
+// A VFS for tests: SQLite's files on a disk in memory whose power can fail at
+// any step, and which writes down the calls that reach it. It asks for directory
+// syncs where SQLite's own VFS for Unix makes them, and promises of its device
+// just what that one promises. Loaded with ctypes; knows nothing of the store.
 
 #include <algorithm>
 #include <cstring>
