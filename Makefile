@@ -123,6 +123,7 @@ clean: ## remove everything that make made
 
 # Made again also when its interpreter has gone: a dangling link does not count as a file.
 $(packages): requirements-dev.txt examples/server/requirements.txt $(if $(wildcard $(python)),,missing-python)
+	@echo 'Making $(venv) with a Python 3.12 and the packages that the targets need (a minute or two) ...'
 	python=$$(tools/find_python.sh) && "$$python" -m venv $(venv)
 	$(python) -m pip install --quiet --disable-pip-version-check --requirement requirements-dev.txt
 	@touch $@
@@ -136,6 +137,7 @@ $(peers): benchmarks/requirements.txt $(packages)
 missing-python:
 
 $(installed): $(packages) $(build_inputs)
+	@echo 'Building the store (half a minute) ...'
 	tools/system_packages.sh
 	$(python) -m pip install --quiet --disable-pip-version-check \
 	  --no-build-isolation --no-deps --force-reinstall \

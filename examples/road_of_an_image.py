@@ -54,6 +54,11 @@ def main() -> int:
         )
         return 1
     console.print(farewell(journey, arguments.database, time.perf_counter() - started))
+    console.print("Look into it with")
+    # By itself on its line and unbroken, so that it can be copied in one piece.
+    sys.stdout.write(
+        f"sqlite3 {shown(arguments.database)} 'SELECT id, plates FROM detections LIMIT 9'\n"
+    )
     return 0
 
 
@@ -81,14 +86,15 @@ def introduction(images: list[RecognisedImage]) -> Panel:
 
 def farewell(journey: Journey, database: Path, seconds: float) -> Panel:
     size = database.stat().st_size / 1024
-    if database.is_relative_to(Path.cwd()):
-        database = database.relative_to(Path.cwd())
     text = (
         f"[bold green]All {journey.checks:,} checks hold[/], {seconds:.2f} s.\n"
-        f"The database file is {escape(str(database))} ({size:,.0f} KiB). Look into it with\n"
-        f"  sqlite3 {escape(str(database))} 'SELECT id, plates FROM detections LIMIT 9'"
+        f"The database file is {escape(shown(database))} ({size:,.0f} KiB)."
     )
     return Panel(text, title="Done", title_align="left", border_style="green")
+
+
+def shown(path: Path) -> str:
+    return str(path.relative_to(Path.cwd()) if path.is_relative_to(Path.cwd()) else path)
 
 
 if __name__ == "__main__":

@@ -22,13 +22,14 @@ def run(journey: Journey) -> None:
     check_groups(journey, alerts)
     newest = alerts[:SHOWN]
     table = Table(title=f"The {len(newest)} newest unread alerts", title_justify="left")
-    for column in ("alert", "time", "label", "detection", "plates in the image", "vehicle"):
-        table.add_column(column)
+    # Long plates and vehicles go over several lines; a time is never cut.
+    for column in ("alert", "time", "label", "id", "plates in the image", "vehicle"):
+        table.add_column(column, no_wrap=column in ("time", "id"), overflow="fold")
     for alert in newest:
         detection = journey.recorded[detection_of(alert)]
         table.add_row(
             f"{escape(str(alert['plate']))} {confidence(sureness(alert))}",
-            clock(alert["timestamp"]),
+            clock(alert["timestamp"])[:8],
             f"[bold]{escape(str(alert['watchlist_label']))}[/]",
             f"[cyan]{alert['detection_id']}[/]",
             plates(detection),
