@@ -323,19 +323,19 @@ Object Parser<Char>::read_key() {
       return key_of_document(place, ascii_text(characters));
     }
   }
-  Object key = read_string();
+  const Object key = read_string();
   // Spelt with escapes, or in a document that is not ASCII: it may be in its place all the same.
   const auto length = static_cast<std::size_t>(PyUnicode_GET_LENGTH(key.get()));
   if (PyUnicode_IS_ASCII(key.get()) && length <= TextCache::kLongest) {
     const std::string_view characters(static_cast<const char*>(PyUnicode_DATA(key.get())), length);
     TextCache::Place& place = memory_.keys.place(characters);
     if (!place.text || !is_ascii_text(place.text.get(), characters)) {
-      return key_of_document(place, std::move(key));
+      return key_of_document(place, key);
     }
     place.document = memory_.documents;
     return place.text;
   }
-  return key_out_of_place(std::move(key));
+  return key_out_of_place(key);
 }
 
 // A key takes the place that it falls into, unless another key of this document has it.
