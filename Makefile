@@ -82,7 +82,7 @@ coverage: build ## line coverage of src/ by all tests; at least 97 %
 	$(venv)/bin/cmake --build --preset coverage
 	find build/coverage -name '*.gcda' -delete
 	PYTHONPATH=$(CURDIR)/build/coverage/stage $(python) -m pytest $(PYTEST_ARGS) $(TESTS)
-	$(venv)/bin/gcovr --config tools/gcovr.cfg build/coverage
+	$(venv)/bin/gcovr --config tools/gcovr.cfg --root . --filter src/ build/coverage
 
 .PHONY: hunt
 hunt: build ## look for faults at random (SECONDS= and SEED= say how long and from where)
