@@ -42,8 +42,8 @@ is kept between calls, so that another program may change the file at any time. 
 adds to the engine's own time is small beside that. A write adds what the file system takes to
 make it last.""",
     "threads": """\
-Python's `sqlite3` lets the interpreter's lock go at least once a row, and a busy thread that
-gets it keeps it for the switch interval, 5 ms. The store keeps the lock while its work is short
+Python's `sqlite3` lets the GIL go at least once a row, and a busy thread that
+gets it keeps it for the switch interval, 5 ms. The store keeps the GIL while its work is short
 and lets it go once when it is not, so a call waits for its turn once, not once a row.""",
     "growth": """\
 A read by id and a page of the newest use an index, so they cost the same in a file of a million
@@ -51,7 +51,7 @@ detections. A search by text and the statistics look at every row, which is the 
 there the store and the twin come together. Retention sorts the whole table by time to find what
 to drop.""",
     "stops": """\
-While a call runs it offers the interpreter's lock about once a switch interval: between records,
+While a call runs it offers the GIL about once a switch interval: between records,
 and from within the engine while it searches. To drop a large result is one step of the
 interpreter, with every peer. Where other programs have the processors, the thread waits for one of
 those as well.""",

@@ -7,7 +7,7 @@
 
 namespace sqlite {
 
-// While one of these exists, the file layer tells the thread's innermost one what the engine does.
+// While one of these exists, the VFS shim tells the thread's innermost one what the engine does.
 // They nest: each must be destroyed on the thread that made it, in reverse order.
 class CallWatch {
  public:
